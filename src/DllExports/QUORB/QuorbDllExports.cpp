@@ -1,0 +1,517 @@
+// The exported C interface: host arrays in and out, statuses and keys, and
+// read access held around every in-place read of a stored vector.
+#include <initializer_list>
+
+#include "DllExports/QUORB/QuorbDllVarsUtils.h"
+#include "Quorb/CardFields.h"
+#include "Quorb/QuorbCardReading.h"
+#include "Quorb/QuorbFileLoading.h"
+#include "Quorb/QuorbTree.h"
+#include "Services/DmaKeys.h"
+#include "Services/MessageText.h"
+#include "Services/SoftwareInfo.h"
+#include "Services/StringUtils.h"
+#include "Services/TraceLog.h"
+#include "quorb/quorb.h"
+
+namespace quorb {
+namespace {
+
+constexpr int32_t kFailed = 2;
+
+// Field indices of QuorbGetField and QuorbSetField.
+enum FieldIndex : int32_t {
+  kFieldPosX = 1,
+  kFieldVelZ = 6,
+  kFieldSecClass = 7,
+  kFieldSatNum = 9,
+  kFieldIntlDesig = 10,
+  kFieldEpoch = 11,
+  kFieldRevNum = 12,
+  kFieldElsetNum = 13,
+  kFieldBTerm = 14,
+  kFieldAgom = 15,
+  kFieldInTrackThrust = 16,
+  kFieldCoordSys = 17,
+};
+
+// A host field text, left-justified.
+template <std::size_t N>
+Text<N> FieldIn(const char* host) {
+  Text<N> text = CharArrToStr<N>(host);
+  LeftJustify(text);
+  return text;
+}
+
+template <std::size_t N>
+void TextOut(char* host, const Text<N>& text) {
+  StrToCharArr(host, View(text), N);
+}
+
+void BlankOut(char* host, std::size_t n) {
+  StrToCharArr(host, {}, n);
+}
+
+// Logs and returns false when a pointer the host must pass is null.
+bool ArgsGiven(std::string_view function, std::initializer_list<const void*> pointers) {
+  for (const void* pointer : pointers) {
+    if (!pointer) {
+      MessageText msg;
+      msg.Add(function).Add(": A required argument is a NULL pointer.");
+      TraceLogError(msg.View());
+      return false;
+    }
+  }
+  return true;
+}
+
+void LogNotFound(std::string_view function, int64_t key) {
+  MessageText msg;
+  msg.Add(function)
+      .Add(": Unable to locate satKey ")
+      .AddRight(key, 19)
+      .Add(" in the QUORB binary tree.");
+  TraceLogError(msg.View());
+}
+
+// The stored record of a key, read in place; the read (if the key opened
+// one) ends when this goes out of scope, on every path.
+class StoredRecord {
+ public:
+  explicit StoredRecord(int64_t key) : key_(key), rec_(QuorbFindRecPtr(key)) {}
+  ~StoredRecord() {
+    if (!IsDMA(key_)) QuorbEndRead();
+  }
+  StoredRecord(const StoredRecord&) = delete;
+  StoredRecord& operator=(const StoredRecord&) = delete;
+
+  const QuorbRecord* get() const { return rec_; }
+
+ private:
+  int64_t key_;
+  const QuorbRecord* rec_;
+};
+
+VectorFields FieldsIn(const double pos[3], const double vel[3], char secClass, int32_t satNum,
+                      const char intlDesig[8], const char epochDtg[17], int32_t revNum,
+                      int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
+                      const char coordSys[5]) {
+  VectorFields fields;
+  std::copy_n(pos, 3, fields.pos);
+  std::copy_n(vel, 3, fields.vel);
+  fields.secClass = secClass;
+  fields.satNum = satNum;
+  fields.intlDesig = FieldIn<8>(intlDesig);
+  fields.epochDtg = FieldIn<17>(epochDtg);
+  fields.revNum = revNum;
+  fields.elsetNum = elsetNum;
+  fields.bTerm = bTerm;
+  fields.agom = agom;
+  fields.inTrackThrust = inTrackThrust;
+  fields.coordSys = FieldIn<5>(coordSys);
+  return fields;
+}
+
+struct FieldOutputs {
+  double* pos;
+  double* vel;
+  char* secClass;
+  int32_t* satNum;
+  char* intlDesig;
+  char* epochDtg;
+  int32_t* revNum;
+  int32_t* elsetNum;
+  double* bTerm;
+  double* agom;
+  double* inTrackThrust;
+  char* coordSys;
+
+  bool Given(std::string_view function) const {
+    return ArgsGiven(function, {pos, vel, secClass, satNum, intlDesig, epochDtg, revNum, elsetNum,
+                                bTerm, agom, inTrackThrust, coordSys});
+  }
+
+  // Zeros and blanks in every output the host gave.
+  void SetEmpty() const { Write(QuorbRecord{}, ' ', 0); }
+
+  void Write(const QuorbRecord& rec) const { Write(rec, rec.secClass, rec.satNum); }
+
+ private:
+  template <class T>
+  static void Put(T* out, T value) {
+    if (out) *out = value;
+  }
+
+  void Write(const QuorbRecord& rec, char cls, int32_t sat) const {
+    for (int i = 0; i < 3; ++i) {
+      if (pos) pos[i] = rec.pos[i];
+      if (vel) vel[i] = rec.vel[i];
+    }
+    Put(secClass, cls);
+    Put(satNum, sat);
+    TextOut(intlDesig, rec.intlDesig);
+    TextOut(epochDtg, rec.epochDtg);
+    Put(revNum, rec.revNum);
+    Put(elsetNum, rec.elsetNum);
+    Put(bTerm, rec.bTerm);
+    Put(agom, rec.agom);
+    Put(inTrackThrust, rec.inTrackThrust);
+    TextOut(coordSys, rec.coordSys);
+  }
+};
+
+bool IsRealField(int32_t index) {
+  return (index >= kFieldPosX && index <= kFieldVelZ) ||
+         (index >= kFieldBTerm && index <= kFieldInTrackThrust);
+}
+
+// The real field of an index for which IsRealField holds; Rec is a record,
+// const or not.
+template <class Rec>
+auto& RealField(Rec& rec, int32_t index) {
+  if (index <= kFieldVelZ) return index <= 3 ? rec.pos[index - 1] : rec.vel[index - 4];
+  if (index == kFieldBTerm) return rec.bTerm;
+  return index == kFieldAgom ? rec.agom : rec.inTrackThrust;
+}
+
+// The text of one field before it is left-justified; blank for an index that
+// names no field.
+Line FieldText(const QuorbRecord& rec, int32_t index) {
+  Line text = BlankText<kLineLength>();
+  const std::span<char> out(text);
+  if (IsRealField(index)) {
+    WriteFixedField(out.first(35), RealField(rec, index), 15);
+  } else if (index == kFieldSecClass) {
+    text[0] = rec.secClass;
+  } else if (index == kFieldSatNum) {
+    WriteIntField(out.first(9), rec.satNum);
+  } else if (index == kFieldIntlDesig) {
+    std::copy(rec.intlDesig.begin(), rec.intlDesig.end(), text.begin());
+  } else if (index == kFieldEpoch) {
+    std::copy(rec.epochDtg.begin(), rec.epochDtg.end(), text.begin());
+  } else if (index == kFieldRevNum) {
+    WriteIntField(out.first(6), rec.revNum);
+  } else if (index == kFieldElsetNum) {
+    WriteIntField(out.first(4), rec.elsetNum);
+  } else if (index == kFieldCoordSys) {
+    std::copy(rec.coordSys.begin(), rec.coordSys.end(), text.begin());
+  }
+  return text;
+}
+
+void SetFieldFromText(QuorbRecord& rec, int32_t index, const Line& value) {
+  const std::string_view text = View(value);
+  if (IsRealField(index)) {
+    RealField(rec, index) = StrToReal(text);
+  } else if (index == kFieldRevNum) {
+    rec.revNum = StrToInt(text);
+  } else if (index == kFieldElsetNum) {
+    rec.elsetNum = StrToInt(text);
+  } else if (index == kFieldSecClass) {
+    rec.secClass = value[0];
+  } else if (index == kFieldIntlDesig) {
+    std::copy_n(value.begin(), rec.intlDesig.size(), rec.intlDesig.begin());
+  } else if (index == kFieldCoordSys) {
+    std::copy_n(value.begin(), rec.coordSys.size(), rec.coordSys.begin());
+  }
+}
+
+// Writes a record's card set to the host's lines; they stay blank when the
+// card set cannot be made.
+bool LinesOut(const QuorbRecord& rec, char line1[512], char line2[512]) {
+  Line text1;
+  Line text2;
+  if (!Quorb2Lines(rec, text1, text2)) return false;
+  TextOut(line1, text1);
+  TextOut(line2, text2);
+  return true;
+}
+
+}  // namespace
+}  // namespace quorb
+
+using namespace quorb;
+
+extern "C" {
+
+// ---- Library and store --------------------------------------------------
+
+int32_t QuorbInit(int64_t) {
+  return 0;
+}
+
+void QuorbGetInfo(char info[128]) {
+  GetSoftwareInfo("Quorb", info);
+}
+
+int32_t QuorbGetCount(void) {
+  return QuorbGetNumOfTreeNodes();
+}
+
+void QuorbGetLoaded(int32_t order, int64_t* satKeys) {
+  if (!ArgsGiven("QuorbGetLoaded", {satKeys})) return;
+  if (QuorbTreeIsEmpty()) {
+    TraceLogInfo("Warning-QuorbGetLoaded: The binary tree is empty. No satKey returns.");
+    return;
+  }
+  const std::vector<int64_t> keys = QuorbGetTreeKeys(order);
+  std::copy(keys.begin(), keys.end(), satKeys);
+}
+
+int32_t QuorbRemoveSat(int64_t satKey) {
+  return QuorbRemoveNode(satKey);
+}
+
+int32_t QuorbRemoveAllSats(void) {
+  return QuorbEmptyTree();
+}
+
+// ---- Files ----------------------------------------------------------------
+
+int32_t QuorbLoadFile(const char fileName[512]) {
+  if (!ArgsGiven("QuorbLoadFile", {fileName})) return kFailed;
+  return QuorbLoadFileText(CharArrToStr<kLineLength>(fileName));
+}
+
+int32_t QuorbSaveFile(const char fileName[512], int32_t saveMode) {
+  if (!ArgsGiven("QuorbSaveFile", {fileName})) return kFailed;
+  return QuorbSaveFileText(CharArrToStr<kLineLength>(fileName), saveMode);
+}
+
+// ---- Keys and adding ------------------------------------------------------
+
+int64_t QuorbAddSatFrLines(const char line1[512], const char line2[512]) {
+  if (!ArgsGiven("QuorbAddSatFrLines", {line1, line2})) return -1;
+  return AddSatFrLines(CharArrToStr<kLineLength>(line1), CharArrToStr<kLineLength>(line2));
+}
+
+void QuorbAddSatFrLinesML(const char line1[512], const char line2[512], int64_t* satKey) {
+  if (!ArgsGiven("QuorbAddSatFrLinesML", {satKey})) return;
+  *satKey = QuorbAddSatFrLines(line1, line2);
+}
+
+int64_t QuorbAddSatFrFields(const double pos[3], const double vel[3], char secClass, int32_t satNum,
+                            const char intlDesig[8], const char epochDtg[17], int32_t revNum,
+                            int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
+                            const char coordSys[5]) {
+  if (!ArgsGiven("QuorbAddSatFrFields", {pos, vel, intlDesig, epochDtg, coordSys})) return -1;
+  return AddSatFrFields(FieldsIn(pos, vel, secClass, satNum, intlDesig, epochDtg, revNum, elsetNum,
+                                 bTerm, agom, inTrackThrust, coordSys));
+}
+
+void QuorbAddSatFrFieldsML(const double pos[3], const double vel[3], char secClass, int32_t satNum,
+                           const char intlDesig[8], const char epochDtg[17], int32_t revNum,
+                           int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
+                           const char coordSys[5], int64_t* satKey) {
+  if (!ArgsGiven("QuorbAddSatFrFieldsML", {satKey})) return;
+  *satKey = QuorbAddSatFrFields(pos, vel, secClass, satNum, intlDesig, epochDtg, revNum, elsetNum,
+                                bTerm, agom, inTrackThrust, coordSys);
+}
+
+int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double vel[3],
+                               char secClass, const char intlDesig[8], int32_t revNum,
+                               int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
+                               const char coordSys[5]) {
+  if (!ArgsGiven("QuorbUpdateSatFrFields", {pos, vel, intlDesig, coordSys})) return kFailed;
+  QuorbRecord rec;
+  QuorbFindRec(satKey, rec);
+  if (rec.satNum == -123) {
+    LogNotFound("QuorbUpdateSatFrFields", satKey);
+    return kFailed;
+  }
+  std::copy_n(pos, 3, rec.pos);
+  std::copy_n(vel, 3, rec.vel);
+  rec.secClass = secClass;
+  rec.intlDesig = FieldIn<8>(intlDesig);
+  rec.revNum = revNum;
+  rec.elsetNum = elsetNum;
+  rec.bTerm = bTerm;
+  rec.agom = agom;
+  rec.inTrackThrust = inTrackThrust;
+  rec.coordSys = FieldIn<5>(coordSys);
+  if (ValidateQuorbValues(rec) != 0) return kFailed;
+  return QuorbUpdateRec(satKey, rec);
+}
+
+int64_t QuorbFieldsToSatKey(int32_t satNum, const char epochDtg[20]) {
+  if (!ArgsGiven("QuorbFieldsToSatKey", {epochDtg})) return -1;
+  return FieldsToSatKey(satNum, CharArrToStr<20>(epochDtg));
+}
+
+void QuorbFieldsToSatKeyML(int32_t satNum, const char epochDtg[20], int64_t* satKey) {
+  if (!ArgsGiven("QuorbFieldsToSatKeyML", {satKey})) return;
+  *satKey = QuorbFieldsToSatKey(satNum, epochDtg);
+}
+
+int64_t QuorbGetSatKey(int32_t satNum) {
+  return GetSatKey(satNum);
+}
+
+void QuorbGetSatKeyML(int32_t satNum, int64_t* satKey) {
+  if (!ArgsGiven("QuorbGetSatKeyML", {satKey})) return;
+  *satKey = QuorbGetSatKey(satNum);
+}
+
+// ---- Field access -----------------------------------------------------------
+
+int32_t QuorbGetField(int64_t satKey, int32_t fieldIdx, char valueStr[512]) {
+  if (!ArgsGiven("QuorbGetField", {valueStr})) return kFailed;
+  BlankOut(valueStr, kLineLength);
+  Line text;
+  {
+    const StoredRecord stored(satKey);
+    if (!stored.get()) {
+      LogNotFound("QuorbGetField", satKey);
+      return kFailed;
+    }
+    text = FieldText(*stored.get(), fieldIdx);
+  }
+  LeftJustify(text);
+  TextOut(valueStr, text);
+  return 0;
+}
+
+int32_t QuorbSetField(int64_t satKey, int32_t fieldIdx, const char valueStr[512]) {
+  if (!ArgsGiven("QuorbSetField", {valueStr})) return kFailed;
+  QuorbRecord rec;
+  QuorbFindRec(satKey, rec);
+  if (rec.satNum == -123) {
+    LogNotFound("QuorbSetField", satKey);
+    return kFailed;
+  }
+  // The key fields cannot change under a stored key.
+  if (fieldIdx == kFieldSatNum || fieldIdx == kFieldEpoch) return 0;
+  SetFieldFromText(rec, fieldIdx, FieldIn<kLineLength>(valueStr));
+  if (ValidateQuorbValues(rec) != 0) return kFailed;
+  return QuorbUpdateRec(satKey, rec);
+}
+
+int32_t QuorbGetAllFields(int64_t satKey, double pos[3], double vel[3], char* secClass,
+                          int32_t* satNum, char intlDesig[8], char epochDtg[17], int32_t* revNum,
+                          int32_t* elsetNum, double* bTerm, double* agom, double* inTrackThrust,
+                          char coordSys[5]) {
+  const FieldOutputs out{pos,    vel,      secClass, satNum, intlDesig,     epochDtg,
+                         revNum, elsetNum, bTerm,    agom,   inTrackThrust, coordSys};
+  out.SetEmpty();
+  if (!out.Given("QuorbGetAllFields")) return kFailed;
+  const StoredRecord stored(satKey);
+  if (!stored.get()) {
+    LogNotFound("QuorbGetAllFields", satKey);
+    return kFailed;
+  }
+  out.Write(*stored.get());
+  return 0;
+}
+
+// ---- Array form -------------------------------------------------------------
+
+int32_t QuorbDataToArray(int64_t satKey, double* xa, char xs[512]) {
+  BlankOut(xs, kLineLength);
+  if (!ArgsGiven("QuorbDataToArray", {xa, xs})) return kFailed;
+  Line text;
+  {
+    const StoredRecord stored(satKey);
+    if (!stored.get()) {
+      LogNotFound("QuorbDataToArray", satKey);
+      return kFailed;
+    }
+    Quorb2Array(*stored.get(), xa, text);
+  }
+  TextOut(xs, text);
+  return 0;
+}
+
+int32_t QuorbUpdateSatFrArray(int64_t satKey, const double* xa, const char xs[512]) {
+  if (!ArgsGiven("QuorbUpdateSatFrArray", {xa, xs})) return kFailed;
+  QuorbRecord rec = Array2Quorb(xa, CharArrToStr<kLineLength>(xs));
+  QuorbRecord stored;
+  QuorbFindRec(satKey, stored);
+  if (stored.satNum == -123) {
+    LogNotFound("QuorbUpdateSatFrArray", satKey);
+    return kFailed;
+  }
+  rec.satNum = stored.satNum;
+  rec.epochDtg = stored.epochDtg;
+  if (ValidateQuorbValues(rec) != 0) return kFailed;
+  return QuorbUpdateRec(satKey, rec);
+}
+
+int64_t QuorbAddSatFrArray(const double* xa, const char xs[512]) {
+  if (!ArgsGiven("QuorbAddSatFrArray", {xa, xs})) return -1;
+  return AddSatFrArray(xa, CharArrToStr<kLineLength>(xs));
+}
+
+void QuorbAddSatFrArrayML(const double* xa, const char xs[512], int64_t* satKey) {
+  if (!ArgsGiven("QuorbAddSatFrArrayML", {satKey})) return;
+  *satKey = QuorbAddSatFrArray(xa, xs);
+}
+
+void QuorbArrayToLines(const double* xa, const char xs[512], char line1[512], char line2[512]) {
+  BlankOut(line1, kLineLength);
+  BlankOut(line2, kLineLength);
+  if (!ArgsGiven("QuorbArrayToLines", {xa, xs, line1, line2})) return;
+  const QuorbRecord rec = Array2Quorb(xa, CharArrToStr<kLineLength>(xs));
+  if (rec.satNum == -1) return;
+  LinesOut(rec, line1, line2);
+}
+
+int32_t QuorbLinesToArray(const char line1[512], const char line2[512], double* xa, char xs[512]) {
+  BlankOut(xs, kLineLength);
+  if (!ArgsGiven("QuorbLinesToArray", {line1, line2, xa, xs})) return kFailed;
+  QuorbRecord rec;
+  const int32_t status =
+      Lines2Quorb(CharArrToStr<kLineLength>(line1), CharArrToStr<kLineLength>(line2), rec);
+  if (status != 0) return status;
+  Line text;
+  Quorb2Array(rec, xa, text);
+  TextOut(xs, text);
+  return 0;
+}
+
+// ---- Text conversions -------------------------------------------------------
+
+int32_t QuorbGetLines(int64_t satKey, char line1[512], char line2[512]) {
+  BlankOut(line1, kLineLength);
+  BlankOut(line2, kLineLength);
+  if (!ArgsGiven("QuorbGetLines", {line1, line2})) return kFailed;
+  const StoredRecord stored(satKey);
+  if (!stored.get()) {
+    LogNotFound("QuorbGetLines", satKey);
+    return kFailed;
+  }
+  return LinesOut(*stored.get(), line1, line2) ? 0 : kFailed;
+}
+
+int32_t QuorbParse(const char line1[512], const char line2[512], double pos[3], double vel[3],
+                   char* secClass, int32_t* satNum, char intlDesig[8], char epochDtg[17],
+                   int32_t* revNum, int32_t* elsetNum, double* bTerm, double* agom,
+                   double* inTrackThrust, char coordSys[5]) {
+  const FieldOutputs out{pos,    vel,      secClass, satNum, intlDesig,     epochDtg,
+                         revNum, elsetNum, bTerm,    agom,   inTrackThrust, coordSys};
+  out.SetEmpty();
+  if (!out.Given("QuorbParse") || !ArgsGiven("QuorbParse", {line1, line2})) return kFailed;
+  QuorbRecord rec;
+  if (Lines2Quorb(CharArrToStr<kLineLength>(line1), CharArrToStr<kLineLength>(line2), rec) != 0) {
+    return kFailed;
+  }
+  out.Write(rec);
+  return 0;
+}
+
+void QuorbFieldsToLines(const double pos[3], const double vel[3], char secClass, int32_t satNum,
+                        const char intlDesig[8], const char epochDtg[17], int32_t revNum,
+                        int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
+                        const char coordSys[5], char line1[512], char line2[512]) {
+  BlankOut(line1, kLineLength);
+  BlankOut(line2, kLineLength);
+  if (!ArgsGiven("QuorbFieldsToLines", {pos, vel, intlDesig, epochDtg, coordSys, line1, line2})) {
+    return;
+  }
+  const QuorbRecord rec =
+      QuorbFieldsToRec(FieldsIn(pos, vel, secClass, satNum, intlDesig, epochDtg, revNum, elsetNum,
+                                bTerm, agom, inTrackThrust, coordSys));
+  if (rec.satNum == -1) return;
+  LinesOut(rec, line1, line2);
+}
+
+}  // extern "C"

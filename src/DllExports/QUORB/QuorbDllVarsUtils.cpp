@@ -1,0 +1,178 @@
+#include "DllExports/QUORB/QuorbDllVarsUtils.h"
+
+#include <climits>
+#include <cmath>
+
+#include "Quorb/QuorbCardReading.h"
+#include "Quorb/QuorbTree.h"
+#include "Services/Calendar.h"
+#include "Services/MessageText.h"
+#include "Services/StringUtils.h"
+#include "Services/TraceLog.h"
+
+namespace quorb {
+namespace {
+
+// Positions of the controls, in the order of the first and second groups.
+constexpr int kControlsFirst = 71;   // 71..82
+constexpr int kControlsSecond = 84;  // 84..88
+constexpr double kCovThreshold = 1e-21;
+
+constexpr int kCoordSysOfDate = 1;
+constexpr int kCoordSysMean = 2;
+
+double CoordSysCode(const Text<5>& coordSys) {
+  const std::string_view text = View(coordSys);
+  if (text == "TMDAT" || text == "TMEPO") return kCoordSysOfDate;
+  if (text == "MMB50" || text == "MMJ2K") return kCoordSysMean;
+  return 0;
+}
+
+Text<5> CoordSysFromCode(double code) {
+  if (code == kCoordSysOfDate) return MakeText<5>("TMDAT");
+  if (code == kCoordSysMean) return MakeText<5>("MMJ2K");
+  return BlankText<5>();
+}
+
+// The integer controls that travel in the array, in position order.
+template <class Controls>
+auto FirstGroup(Controls& c) {
+  return std::array{&c.ctrl4,          &c.geopotFlag, &c.dragModel,       &c.radPresFlag,
+                    &c.lunarSolarFlag, &c.f10,        &c.f10Bar,          &c.ap,
+                    &c.geopotZonalDeg, &c.errCtrlExp, &c.intrkThrustFlag, &c.sEarthTidesFlag};
+}
+
+template <class Controls>
+auto SecondGroup(Controls& c) {
+  return std::array{&c.nutTerms, &c.ctrl21, &c.integVar, &c.stepMode};
+}
+
+void ControlsToArray(const Card4pInput& controls, double* xa) {
+  int position = kControlsFirst;
+  for (const int32_t* field : FirstGroup(controls)) xa[position++] = *field;
+  position = kControlsSecond;
+  for (const int32_t* field : SecondGroup(controls)) xa[position++] = *field;
+  xa[position] = controls.stepSize;
+}
+
+std::unique_ptr<Card4pInput> ControlsFromArray(const double* xa) {
+  auto controls = std::make_unique<Card4pInput>();
+  controls->ctrl1 = controls->ctrl2 = controls->ctrl3 = 1;
+  int position = kControlsFirst;
+  for (int32_t* field : FirstGroup(*controls)) *field = TruncToInt32(xa[position++]);
+  position = kControlsSecond;
+  for (int32_t* field : SecondGroup(*controls)) *field = TruncToInt32(xa[position++]);
+  controls->stepSize = xa[position];
+  if (controls->stepMode < 0 || controls->stepMode > 2) controls->stepMode = 0;
+  return controls;
+}
+
+std::unique_ptr<CovMatrix> CovarianceFromArray(const double* xa) {
+  double sum = 0.0;
+  for (int i = 0; i < kCovSize; ++i) sum += std::fabs(xa[kArrayCov + i]);
+  if (!(sum > kCovThreshold)) return nullptr;
+  auto cov = std::make_unique<CovMatrix>();
+  std::copy_n(xa + kArrayCov, kCovSize, cov->begin());
+  return cov;
+}
+
+}  // namespace
+
+int64_t AddSatFrLines(const Line& line1, const Line& line2) {
+  QuorbRecord rec;
+  if (Lines2Quorb(line1, line2, rec) != 0) return -1;
+  return AddQuorbToMem(rec);
+}
+
+QuorbRecord QuorbFieldsToRec(const VectorFields& fields) {
+  QuorbRecord rec;
+  std::copy_n(fields.pos, 3, rec.pos);
+  std::copy_n(fields.vel, 3, rec.vel);
+  rec.secClass = fields.secClass;
+  rec.satNum = fields.satNum;
+  rec.intlDesig = fields.intlDesig;
+  rec.epochDtg = fields.epochDtg;
+  rec.revNum = fields.revNum;
+  rec.elsetNum = fields.elsetNum;
+  rec.bTerm = fields.bTerm;
+  rec.agom = fields.agom;
+  rec.inTrackThrust = fields.inTrackThrust;
+  rec.coordSys = fields.coordSys;
+  if (ValidateQuorbValues(rec) != 0) rec.satNum = -1;
+  return rec;
+}
+
+int64_t AddSatFrFields(const VectorFields& fields) {
+  const QuorbRecord rec = QuorbFieldsToRec(fields);
+  return rec.satNum == -1 ? -1 : AddQuorbToMem(rec);
+}
+
+int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch) {
+  LeftJustify(epoch);
+  BlankToZeroChar(std::span(epoch).subspan(2));
+  return CreateSatKey(satNum, kVectorElsetType, View(epoch));
+}
+
+int64_t GetSatKey(int32_t satNum) {
+  const int64_t key = QuorbSatKeyGet(satNum);
+  if (key == -1) {
+    MessageText msg;
+    msg.Add("GetSatKey: Unable to locate satellite number ")
+        .AddRight(satNum, 9)
+        .Add(" in the QUORB binary tree.");
+    TraceLogError(msg.View());
+  }
+  return key;
+}
+
+int32_t TruncToInt32(double value) {
+  if (!(value > INT32_MIN - 1.0 && value < INT32_MAX + 1.0)) return INT32_MIN;
+  return static_cast<int32_t>(value);
+}
+
+void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
+  xs = BlankText<kLineLength>();
+  xa[kArraySatNum] = rec.satNum;
+  xa[kArrayEpoch] = DTG2DS50UTC(View(rec.epochDtg));
+  xa[kArrayRevNum] = rec.revNum;
+  xa[kArrayElsetNum] = rec.elsetNum;
+  xa[kArrayBTerm] = rec.bTerm;
+  xa[kArrayAgom] = rec.agom;
+  xa[kArrayInTrackThrust] = rec.inTrackThrust;
+  xa[kArrayCoordSys] = CoordSysCode(rec.coordSys);
+  std::copy_n(rec.pos, 3, xa + kArrayPos);
+  std::copy_n(rec.vel, 3, xa + kArrayVel);
+  xs[0] = rec.secClass;
+  std::copy(rec.intlDesig.begin(), rec.intlDesig.end(), xs.begin() + 1);
+  if (!rec.card4p) return;
+  ControlsToArray(*rec.card4p, xa);
+  // A covariance travels only together with the controls.
+  if (rec.covMatrix) std::copy(rec.covMatrix->begin(), rec.covMatrix->end(), xa + kArrayCov);
+}
+
+QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
+  QuorbRecord rec;
+  rec.satNum = TruncToInt32(xa[kArraySatNum]);
+  Date15(xa[kArrayEpoch], rec.epochDtg);
+  rec.revNum = TruncToInt32(xa[kArrayRevNum]);
+  rec.elsetNum = TruncToInt32(xa[kArrayElsetNum]);
+  rec.bTerm = xa[kArrayBTerm];
+  rec.agom = xa[kArrayAgom];
+  rec.inTrackThrust = xa[kArrayInTrackThrust];
+  rec.coordSys = CoordSysFromCode(xa[kArrayCoordSys]);
+  rec.secClass = xs[0];
+  std::copy_n(xs.begin() + 1, rec.intlDesig.size(), rec.intlDesig.begin());
+  std::copy_n(xa + kArrayPos, 3, rec.pos);
+  std::copy_n(xa + kArrayVel, 3, rec.vel);
+  if (TruncToInt32(xa[kArrayControlsFlag]) == 1) {
+    rec.card4p = ControlsFromArray(xa);
+    rec.covMatrix = CovarianceFromArray(xa);
+  }
+  return rec;
+}
+
+int64_t AddSatFrArray(const double* xa, const Line& xs) {
+  return AddQuorbToMem(Array2Quorb(xa, xs));
+}
+
+}  // namespace quorb

@@ -1,0 +1,77 @@
+// Internal routines behind the exported functions: building records from
+// card sets, fields and arrays, adding them, and computing keys.
+#ifndef QUORB_DLLEXPORTS_QUORB_QUORBDLLVARSUTILS_H_
+#define QUORB_DLLEXPORTS_QUORB_QUORBDLLVARSUTILS_H_
+
+#include <cstdint>
+
+#include "Quorb/QuorbTypes.h"
+#include "Services/FixedText.h"
+
+namespace quorb {
+
+// The twelve scalar fields a host passes one by one.
+struct VectorFields {
+  double pos[3] = {0.0, 0.0, 0.0};
+  double vel[3] = {0.0, 0.0, 0.0};
+  char secClass = 'U';
+  int32_t satNum = 0;
+  Text<8> intlDesig = BlankText<8>();
+  Text<17> epochDtg = BlankText<17>();
+  int32_t revNum = 0;
+  int32_t elsetNum = 0;
+  double bTerm = 0.0;
+  double agom = 0.0;
+  double inTrackThrust = 0.0;
+  Text<5> coordSys = BlankText<5>();
+};
+
+// Array-form positions.
+inline constexpr int kArraySize = 155;
+inline constexpr int kArraySatNum = 0;
+inline constexpr int kArrayEpoch = 1;
+inline constexpr int kArrayRevNum = 2;
+inline constexpr int kArrayElsetNum = 3;
+inline constexpr int kArrayBTerm = 4;
+inline constexpr int kArrayAgom = 5;
+inline constexpr int kArrayInTrackThrust = 6;
+inline constexpr int kArrayCoordSys = 7;
+inline constexpr int kArrayPos = 20;
+inline constexpr int kArrayVel = 23;
+inline constexpr int kArrayControlsFlag = 70;
+inline constexpr int kArrayCov = 100;
+
+// Reads a card set and adds its vector. Returns the store's key, or -1 when
+// the card set is invalid (the store is then not touched).
+int64_t AddSatFrLines(const Line& line1, const Line& line2);
+
+// A validated record of the fields; its satNum is -1 when validation failed.
+QuorbRecord QuorbFieldsToRec(const VectorFields& fields);
+
+// Adds the vector of the fields. Returns the store's key, or -1 when a field
+// is invalid.
+int64_t AddSatFrFields(const VectorFields& fields);
+
+// The composed key of satNum at a 20-character epoch, without the store.
+int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch);
+
+// The key of a stored vector of satNum, or -1 (logged).
+int64_t GetSatKey(int32_t satNum);
+
+// Truncates an array element toward zero; NaN and values outside 32 bits
+// give INT32_MIN, which no check accepts.
+int32_t TruncToInt32(double value);
+
+// Writes the array positions of rec into xa and its character fields into
+// xs (blank first). Positions the array form does not name are not touched.
+void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs);
+
+// A record from an array and its companion text; nothing is validated.
+QuorbRecord Array2Quorb(const double* xa, const Line& xs);
+
+// Adds the vector of an array. Returns the store's key.
+int64_t AddSatFrArray(const double* xa, const Line& xs);
+
+}  // namespace quorb
+
+#endif  // QUORB_DLLEXPORTS_QUORB_QUORBDLLVARSUTILS_H_

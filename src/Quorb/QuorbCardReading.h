@@ -1,0 +1,42 @@
+// Card sets: the 1P card (position, velocity) and the 2P card (identity,
+// epoch, force-model terms), 80 columns each inside 512-character lines.
+#ifndef QUORB_QUORB_QUORBCARDREADING_H_
+#define QUORB_QUORB_QUORBCARDREADING_H_
+
+#include <cstdint>
+#include <string_view>
+
+#include "Quorb/QuorbTypes.h"
+#include "Services/FixedText.h"
+
+namespace quorb {
+
+// Codes of QuorbCardType.
+inline constexpr int32_t kCard1P = 2;
+inline constexpr int32_t kCardFileKeyword = 3;  // VECFIL, VECTORFILE, ELTFIL, ELSETFILE, SATFIL
+inline constexpr int32_t kCard2P = 4;
+inline constexpr int32_t kCardZyrVecFile = 5;    // ZYRVECFILE
+inline constexpr int32_t kCardZyrVecData = 6;    // POS_VEL_ECI_STATE
+inline constexpr int32_t kCardZyrCtrlFile = 7;   // ZYRCTRLFILE
+inline constexpr int32_t kCardZyrCtrlData = 8;   // RUN_OPTION_DC_ONLY
+inline constexpr int32_t kCardDmaOn = 9;         // KT_DMA_ON
+inline constexpr int32_t kCardOther = 100;
+
+// Classifies one line (columns past its end count as blanks).
+int32_t QuorbCardType(std::string_view line);
+
+// Writes rec as a card set. Returns false (and logs) when a card cannot be
+// made; a value too wide for its columns fills them with asterisks instead.
+bool Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2);
+
+// Reads a card set into rec and validates it. Returns 0, or 2 after logging
+// why; after a failure rec's card fields are not to be trusted.
+int32_t Lines2Quorb(const Line& line1, const Line& line2, QuorbRecord& rec);
+
+// A 32-character sortable label: satNum in 9 digits, then the epoch in days
+// since 1950 with 9 decimals right-aligned in 16 columns, then 7 blanks.
+Text<32> FieldsToStr(const QuorbRecord& rec);
+
+}  // namespace quorb
+
+#endif  // QUORB_QUORB_QUORBCARDREADING_H_

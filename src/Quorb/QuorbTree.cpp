@@ -1,0 +1,432 @@
+#include "Quorb/QuorbTree.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "Quorb/QuorbCardReading.h"
+#include "Services/Calendar.h"
+#include "Services/DmaKeys.h"
+#include "Services/MessageText.h"
+#include "Services/Sorting.h"
+#include "Services/ThreadAnnotations.h"
+#include "Services/TraceLog.h"
+#include "Templates/TreeTemplate.h"
+#include "quorb/quorb_services.h"
+
+namespace quorb {
+namespace {
+
+constexpr int kMaxKeyTries = 100;
+constexpr int32_t kNotFoundSatNum = -123;
+
+QuorbBinTree* quorbTreeRoot = nullptr;
+// Mirrors quorbTreeRoot for the lock-free emptiness test.
+std::atomic<bool> treeEmpty{true};
+std::atomic<int32_t> isUpdating{0};
+std::atomic<int32_t> numReads{0};
+// Stands for cs_updatenote in the sanitizer's view of the critical section.
+char updateNoteToken;
+
+// Spins briefly, then yields, then sleeps, until done() holds.
+template <class Done>
+void WaitUntil(const Done& done) {
+  for (int round = 0; !done(); ++round) {
+    if (round < 64) continue;
+    if (round < 1024) {
+      std::this_thread::yield();
+    } else {
+      std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+  }
+}
+
+// Runs change with the tree to itself: other writers are shut out by the
+// critical section, readers by the flag and the count.
+template <class Change>
+void WithWriteAccess(const Change& change) {
+#pragma omp critical(cs_updatenote)
+  {
+    AnnotateAcquire(&updateNoteToken);
+    isUpdating.store(1, std::memory_order_seq_cst);
+    WaitUntil([] { return numReads.load(std::memory_order_seq_cst) <= 0; });
+    change();
+    treeEmpty.store(quorbTreeRoot == nullptr, std::memory_order_relaxed);
+    isUpdating.store(0, std::memory_order_seq_cst);
+    AnnotateRelease(&updateNoteToken);
+  }
+}
+
+class ReadScope {
+ public:
+  ReadScope() { QuorbBeginRead(); }
+  ~ReadScope() { QuorbEndRead(); }
+  ReadScope(const ReadScope&) = delete;
+  ReadScope& operator=(const ReadScope&) = delete;
+};
+
+int32_t KeyModeInForce() {
+  return UseAllKeyMode() ? AllKeyModeGet() : ElsetKeyModeGet();
+}
+
+bool HolderValidFor(const DmaHolder* holder, int64_t key) {
+  if (!holder) return false;
+  const int64_t self = HolderSelf(*holder);
+  return self != 0 && self == SatKeyToAddr(key);
+}
+
+// The vector of a node: its own record, or its DMA holder's.
+const QuorbRecord* NodeRecord(const QuorbBinTree& node) {
+  if (!IsDMA(node.key)) return node.rec.get();
+  const DmaHolder* holder = KeyToCPtr(node.key);
+  return HolderValidFor(holder, node.key) ? holder->rec : nullptr;
+}
+
+void SetMessage(FindMessage* msg, std::string_view text) {
+  if (msg) SetText(*msg, text);
+}
+
+void LogKeyMessage(std::string_view before, int64_t key, std::string_view after) {
+  MessageText msg;
+  msg.Add(before).AddRight(key, 19).Add(after);
+  TraceLogError(msg.View());
+}
+
+int64_t AddDmaVector(const QuorbRecord& rec, bool* linked) {
+  DmaHolder* holder = AllocDmaHolder();
+  if (!holder) {
+    TraceLogError("AddRecToMem: Cannot allocate memory for a new dma.");
+    return -1;
+  }
+  const int64_t address = reinterpret_cast<intptr_t>(holder);
+  holder->elsetType = kVectorElsetType;
+  holder->rec = new QuorbRecord(rec);
+  std::atomic_ref<int64_t>(holder->self).store(address, std::memory_order_release);
+  auto node = std::make_unique<QuorbBinTree>();
+  node->key = address * 10;
+  int32_t status = 0;
+  const int64_t key = QuorbAddNode(node.get(), status);
+  node.release();  // a holder address is never in the tree twice
+  if (linked) *linked = true;
+  return key;
+}
+
+int64_t AddComposedVector(const QuorbRecord& rec, bool* linked) {
+  const int64_t composed = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
+  if (composed == -1) return -1;
+  auto node = std::make_unique<QuorbBinTree>();
+  node->key = composed;
+  node->rec = std::make_unique<QuorbRecord>(rec);
+  int32_t status = 0;
+  const int64_t key = QuorbAddNode(node.get(), status);
+  if (status != kTreeDuplicate) {
+    node.release();
+    if (linked) *linked = true;
+    return key;
+  }
+  if (DupKeyModeGet() != 0) return composed;
+  LogKeyMessage("AddRecToMem: Duplicated record/key ", composed, " found.");
+  return 0;
+}
+
+// Releases a DMA holder's vector and frees the holder unless another
+// component attached data to it. Called under write access, so no walk
+// reads the record while it goes.
+int32_t RemoveDmaLocked(int64_t key) {
+  DmaHolder* holder = KeyToCPtr(key);
+  if (!HolderValidFor(holder, key)) {
+    TraceLogError("RemoveDMA: /DMA doesn't exist or was already deallocated");
+    return 2;
+  }
+  if (!QuorbElsetType(holder->elsetType)) {
+    TraceLogError("RemoveDMA: This DMA object isn't a correct object.");
+    return 2;
+  }
+  delete holder->rec;
+  holder->rec = nullptr;
+  if (!holder->attachA && !holder->attachB) FreeDmaHolder(holder);
+  return 0;
+}
+
+template <class Visit>
+void VisitInOrder(const QuorbBinTree* node, const Visit& visit) {
+  for (; node; node = node->right) {
+    VisitInOrder(node->left, visit);
+    visit(*node);
+  }
+}
+
+// Pre-order search for the first vector of satNum.
+const QuorbBinTree* FindAssociatedKey(const QuorbBinTree* node, int32_t satNum) {
+  for (; node; node = node->right) {
+    const QuorbRecord* rec = NodeRecord(*node);
+    if (rec && rec->satNum == satNum) return node;
+    if (const QuorbBinTree* found = FindAssociatedKey(node->left, satNum)) return found;
+  }
+  return nullptr;
+}
+
+// The load-order sort text: seqNum in 12 digits with leading zeros.
+void WriteSeqNumText(char* text, int32_t seqNum) {
+  uint32_t value = static_cast<uint32_t>(seqNum);
+  for (int i = 11; i >= 0; --i, value /= 10) text[i] = static_cast<char>('0' + value % 10);
+}
+
+// Visits right subtree, node, left subtree, writing each key and its sort
+// text at the next position.
+template <class MakeText>
+void GetTreeCombKeys(const QuorbBinTree* node, int32_t& count, int64_t* keys, char* texts,
+                     const MakeText& makeText) {
+  for (; node; node = node->left) {
+    GetTreeCombKeys(node->right, count, keys, texts, makeText);
+    keys[count] = node->key;
+    makeText(*node, texts + static_cast<std::size_t>(count) * kSortTextLength);
+    ++count;
+  }
+}
+
+// count comes in as the number of nodes.
+void SortedTreeKeys(int32_t& count, int64_t* keys, int32_t order) {
+  std::vector<char> texts(static_cast<std::size_t>(count) * kSortTextLength, ' ');
+  count = 0;
+  if (order == kOrderByLoad) {
+    GetTreeCombKeys(
+        quorbTreeRoot, count, keys, texts.data(),
+        [](const QuorbBinTree& node, char* text) { WriteSeqNumText(text, node.seqNum); });
+  } else {
+    GetTreeCombKeys(quorbTreeRoot, count, keys, texts.data(),
+                    [](const QuorbBinTree& node, char* text) {
+                      if (const QuorbRecord* rec = NodeRecord(node)) {
+                        const Text<32> label = FieldsToStr(*rec);
+                        std::copy(label.begin(), label.end(), text);
+                      }
+                    });
+  }
+  QuickSortIterative(count, texts.data(), keys);
+  if (order == kOrderBySatEpochDesc) std::reverse(keys, keys + count);
+}
+
+}  // namespace
+
+bool QuorbTreeIsEmpty() {
+  return treeEmpty.load(std::memory_order_relaxed);
+}
+
+void QuorbBeginRead() {
+  for (;;) {
+    numReads.fetch_add(1, std::memory_order_seq_cst);
+    if (isUpdating.load(std::memory_order_seq_cst) == 0) return;
+    // A writer is active: step back out so it can finish, then retry.
+    numReads.fetch_sub(1, std::memory_order_seq_cst);
+    WaitUntil([] { return isUpdating.load(std::memory_order_seq_cst) == 0; });
+  }
+}
+
+void QuorbEndRead() {
+  numReads.fetch_sub(1, std::memory_order_seq_cst);
+}
+
+int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked) {
+  if (linked) *linked = false;
+  if (ValidateQuorbValues(rec) != 0) return -1;
+  return KeyModeInForce() == 1 ? AddDmaVector(rec, linked) : AddComposedVector(rec, linked);
+}
+
+int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
+  const auto equal = [](const QuorbBinTree& stored, const QuorbBinTree& added) {
+    return stored.rec && added.rec && Equal(*stored.rec, *added.rec);
+  };
+  // The key is read inside the section: once linked, the node belongs to
+  // the tree and other writers may change or free it.
+  int64_t key = node->key;
+  WithWriteAccess([&] {
+    for (int tries = 0;;) {
+      AddNodeRecursive(quorbTreeRoot, node, status, equal);
+      if (status == kTreeLinked || status == kTreeLinkedGrew || status == kTreeDuplicate) break;
+      // A holder address is never taken twice; only composed keys move on.
+      if (IsDMA(key) || ++tries == kMaxKeyTries) {
+        status = kTreeDuplicate;
+        break;
+      }
+      key = NextSatKey(key);
+      node->key = key;
+    }
+  });
+  return key;
+}
+
+void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
+  FreeQuorbRecord(rec);
+  rec.satNum = kNotFoundSatNum;
+  SetMessage(msg, "");
+  if (IsDMA(key)) {
+    if (key <= 0) {
+      SetMessage(msg, "FindRec: Invalid DMA key (<=0).");
+      return;
+    }
+    const DmaHolder* holder = KeyToCPtr(key);
+    if (HolderValidFor(holder, key) && QuorbElsetType(holder->elsetType) && holder->rec) {
+      rec = *holder->rec;
+    }
+    return;
+  }
+  if (QuorbTreeIsEmpty()) {
+    SetMessage(msg, "FindRec: Search tree is empty.");
+    return;
+  }
+  ReadScope read;
+  if (const QuorbBinTree* node = FindNode(quorbTreeRoot, key)) {
+    rec = *node->rec;
+  } else {
+    SetMessage(msg, "FindRec: search key doens't exist.");
+  }
+}
+
+const QuorbRecord* QuorbFindRecPtr(int64_t key, FindMessage* msg) {
+  SetMessage(msg, "");
+  if (IsDMA(key)) {
+    if (key <= 0) {
+      SetMessage(msg, "FindRecPtr: Invalid DMA key (<=0).");
+      return nullptr;
+    }
+    const DmaHolder* holder = KeyToCPtr(key);
+    if (!HolderValidFor(holder, key)) {
+      SetMessage(msg, "FindRecPtr: Invalid DMA key.");
+      return nullptr;
+    }
+    if (!holder->rec) SetMessage(msg, "FindRecPtr: Prop data doesn't exist.");
+    return holder->rec;
+  }
+  QuorbBeginRead();
+  if (!quorbTreeRoot) {
+    SetMessage(msg, "FindRecPtr: Search tree is empty.");
+    return nullptr;
+  }
+  const QuorbBinTree* node = FindNode(quorbTreeRoot, key);
+  if (!node) {
+    SetMessage(msg, "FindRecPtr: search key doens't exist.");
+    return nullptr;
+  }
+  return node->rec.get();
+}
+
+int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
+  if (IsDMA(key) && key <= 0) {
+    TraceLogError("UpdateRec: Invalid DMA key (<=0).");
+    return 2;
+  }
+  // The copy is made before taking write access, to keep the section short.
+  auto replacement = std::make_unique<QuorbRecord>(rec);
+  int32_t status = 0;
+  WithWriteAccess([&] {
+    if (IsDMA(key)) {
+      DmaHolder* holder = KeyToCPtr(key);
+      if (!HolderValidFor(holder, key) || !holder->rec) {
+        status = 2;
+        return;
+      }
+      *holder->rec = std::move(*replacement);
+      return;
+    }
+    QuorbBinTree* node = FindNode(quorbTreeRoot, key);
+    if (!node) {
+      status = 3;
+      return;
+    }
+    node->rec = std::move(replacement);
+  });
+  if (status == 2) {
+    TraceLogError("UpdateRec: rec/DMA doesn't exist or was already deallocated");
+  } else if (status == 3) {
+    LogKeyMessage("UpdateRec: Unable to locate key ", key, " in its binary tree.");
+    status = 2;
+  }
+  return status;
+}
+
+bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change) {
+  bool found = false;
+  WithWriteAccess([&] {
+    QuorbRecord* rec = nullptr;
+    if (IsDMA(key)) {
+      DmaHolder* holder = KeyToCPtr(key);
+      if (HolderValidFor(holder, key)) rec = holder->rec;
+    } else if (QuorbBinTree* node = FindNode(quorbTreeRoot, key)) {
+      rec = node->rec.get();
+    }
+    if (rec) {
+      change(*rec);
+      found = true;
+    }
+  });
+  return found;
+}
+
+int32_t QuorbRemoveNode(int64_t key) {
+  if (IsDMA(key) && key <= 0) {
+    TraceLogError("RemoveNode: Invalid DMA key (<=0).");
+    return 2;
+  }
+  int32_t status = 0;
+  WithWriteAccess([&] {
+    if (IsDMA(key)) {
+      status = RemoveDmaLocked(key);
+      if (status != 0) return;
+    }
+    int32_t shrunk = 0;
+    RemoveNodeRecursive(quorbTreeRoot, key, shrunk, status);
+  });
+  return status;
+}
+
+int32_t QuorbEmptyTree() {
+  WithWriteAccess([] {
+    EmptyTreeRecursive(quorbTreeRoot, [](QuorbBinTree& node) {
+      if (IsDMA(node.key)) RemoveDmaLocked(node.key);
+    });
+  });
+  return 0;
+}
+
+int64_t QuorbSatKeyGet(int32_t satNum) {
+  if (QuorbTreeIsEmpty()) return -1;
+  ReadScope read;
+  const QuorbBinTree* node = FindAssociatedKey(quorbTreeRoot, satNum);
+  return node ? node->key : -1;
+}
+
+int32_t QuorbGetNumOfTreeNodes() {
+  ReadScope read;
+  int32_t count = 0;
+  GetTreeCount(quorbTreeRoot, count);
+  return count;
+}
+
+QuorbRecord QuorbGetRec(const QuorbBinTree& node) {
+  const QuorbRecord* rec = NodeRecord(node);
+  return rec ? *rec : QuorbRecord{};
+}
+
+std::vector<int64_t> QuorbGetTreeKeys(int32_t order) {
+  ReadScope read;
+  int32_t count = 0;
+  GetTreeCount(quorbTreeRoot, count);
+  std::vector<int64_t> keys(count);
+  if (order == kOrderBySatEpoch || order == kOrderBySatEpochDesc || order == kOrderByLoad) {
+    SortedTreeKeys(count, keys.data(), order);
+  } else {
+    count = 0;
+    GetKeysQuick(quorbTreeRoot, count, keys.data());
+  }
+  return keys;
+}
+
+void QuorbVisitInOrder(const std::function<void(const QuorbBinTree&)>& visit) {
+  ReadScope read;
+  VisitInOrder(quorbTreeRoot, visit);
+}
+
+}  // namespace quorb

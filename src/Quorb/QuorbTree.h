@@ -1,0 +1,88 @@
+// The vector store: one process-wide tree of vectors ordered by satKey.
+//
+// Writers (add, update, remove, empty) are serialized by the critical section
+// cs_updatenote and wait until no read is open; readers count themselves in
+// and never wait for one another. A thread must end its own read before it
+// calls a writer, or the writer waits for ever.
+#ifndef QUORB_QUORB_QUORBTREE_H_
+#define QUORB_QUORB_QUORBTREE_H_
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "Quorb/QuorbTypes.h"
+#include "Services/FixedText.h"
+
+namespace quorb {
+
+using FindMessage = Text<128>;
+
+// Key-list orders of QuorbGetTreeKeys.
+inline constexpr int32_t kOrderBySatEpoch = 0;
+inline constexpr int32_t kOrderBySatEpochDesc = 1;
+inline constexpr int32_t kOrderByLoad = 2;
+
+// True when the store holds no vector; may be stale at once.
+bool QuorbTreeIsEmpty();
+
+// Validates rec and stores a copy under a key of the key mode in force.
+// Returns the key, -1 when the vector cannot be stored, 0 for a duplicate
+// refused in duplicate mode 0 (another mode answers with the stored key).
+// *linked tells whether a new node entered the tree.
+int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked = nullptr);
+
+// Links a node the caller made (key and record set) into the tree. A key
+// taken by a different vector is advanced with NextSatKey, up to 100 keys in
+// all; a direct-address key is tried once. Returns the key the node was
+// linked under and sets status to the insertion status (0 or 1 linked; 3
+// equal vector stored, or no free key found). When not linked, the caller
+// still owns the node.
+int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status);
+
+// Copies the vector of key into rec. When nothing is found rec's optional
+// parts are released, its satNum becomes -123 and msg (if given) says why.
+void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg = nullptr);
+
+// The stored record of key itself, or nullptr (msg says why). For a composed
+// key a read stays open whatever the outcome: the caller ends it with
+// QuorbEndRead once done with the record. Direct-address keys open no read.
+const QuorbRecord* QuorbFindRecPtr(int64_t key, FindMessage* msg = nullptr);
+
+void QuorbBeginRead();
+void QuorbEndRead();
+
+// Replaces the stored vector of key by a copy of rec; the key stays. Returns
+// 0, or 2 (logged) when the key is not stored.
+int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec);
+
+// Changes the stored vector of key in place under write access. Returns
+// false when the key is not stored (nothing is logged).
+bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change);
+
+// Removes the vector of key. Returns 0, or 2 (logged).
+int32_t QuorbRemoveNode(int64_t key);
+
+// Removes every vector. Returns 0.
+int32_t QuorbEmptyTree();
+
+// The key of the first stored vector of satNum in pre-order, or -1.
+int64_t QuorbSatKeyGet(int32_t satNum);
+
+int32_t QuorbGetNumOfTreeNodes();
+
+// A copy of a node's vector, from the node or from its DMA holder. The
+// caller holds a read.
+QuorbRecord QuorbGetRec(const QuorbBinTree& node);
+
+// The keys of every vector in the given order (0 by satellite number and
+// epoch, 1 the reverse, 2 load order, others ascending key), counted and
+// listed under one read so that the list is whole.
+std::vector<int64_t> QuorbGetTreeKeys(int32_t order);
+
+// Calls visit for every node in ascending key order under one read.
+void QuorbVisitInOrder(const std::function<void(const QuorbBinTree&)>& visit);
+
+}  // namespace quorb
+
+#endif  // QUORB_QUORB_QUORBTREE_H_

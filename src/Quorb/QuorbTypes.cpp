@@ -1,0 +1,141 @@
+#include "Quorb/QuorbTypes.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "Services/Calendar.h"
+#include "Services/MessageText.h"
+#include "Services/TraceLog.h"
+
+namespace quorb {
+namespace {
+
+template <typename T>
+std::unique_ptr<T> CopyPart(const std::unique_ptr<T>& part) {
+  return part ? std::make_unique<T>(*part) : nullptr;
+}
+
+constexpr double kMaxPos = 1.0e9;
+constexpr double kMaxVel = 1.0e6;
+constexpr uint32_t kMaxSatNum = 999999999;
+constexpr uint32_t kMaxRevNum = 999999;
+constexpr uint32_t kMaxElsetNum = 9999;
+
+// A NaN is not greater than the bound and passes, as the checks compare
+// only magnitudes.
+bool CheckReal(double value, double bound, std::string_view name, std::string_view after) {
+  if (!(std::fabs(value) > bound)) return true;
+  MessageText msg;
+  msg.Add(" ValidateQuorbValues: Invalid ").Add(name).Add(" = ").AddReal(value).Add(after);
+  TraceLogError(msg.View());
+  return false;
+}
+
+// Negative values fail as well: the comparison is unsigned.
+bool CheckCount(int32_t value, uint32_t bound, std::string_view before, std::string_view after) {
+  if (static_cast<uint32_t>(value) <= bound) return true;
+  MessageText msg;
+  msg.Add(" ").Add(before).AddInt(value).Add(after);
+  TraceLogError(msg.View());
+  return false;
+}
+
+bool IsValidCoordSys(const Text<5>& coordSys) {
+  static constexpr std::string_view kValid[] = {"TMDAT", "TMEPO", "MMB50", "MMJ2K"};
+  const std::string_view text = View(coordSys);
+  if (IsBlank(text)) return true;
+  for (std::string_view valid : kValid) {
+    if (text == valid) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+QuorbRecord::QuorbRecord(const QuorbRecord& other) {
+  *this = other;
+}
+
+QuorbRecord& QuorbRecord::operator=(const QuorbRecord& other) {
+  if (this == &other) return *this;
+  std::memcpy(pos, other.pos, sizeof pos);
+  std::memcpy(vel, other.vel, sizeof vel);
+  secClass = other.secClass;
+  satNum = other.satNum;
+  intlDesig = other.intlDesig;
+  epochDtg = other.epochDtg;
+  revNum = other.revNum;
+  elsetNum = other.elsetNum;
+  bTerm = other.bTerm;
+  agom = other.agom;
+  inTrackThrust = other.inTrackThrust;
+  coordSys = other.coordSys;
+  reserved = other.reserved;
+  weightedRms = other.weightedRms;
+  numManeuvCards = other.numManeuvCards;
+  // Copy first, release the old parts after.
+  auto cov = CopyPart(other.covMatrix);
+  auto ctrl = CopyPart(other.card4p);
+  auto cards = CopyPart(other.maneuvCards);
+  FreeQuorbRecord(*this);
+  covMatrix = std::move(cov);
+  card4p = std::move(ctrl);
+  maneuvCards = std::move(cards);
+  return *this;
+}
+
+QuorbRecord::~QuorbRecord() {
+  FreeQuorbRecord(*this);
+}
+
+void FreeQuorbRecord(QuorbRecord& rec) {
+  rec.maneuvCards.reset();
+  rec.covMatrix.reset();
+  rec.card4p.reset();
+}
+
+int32_t ValidateQuorbValues(const QuorbRecord& rec) {
+  static constexpr std::string_view kPosNames[] = {"PosX", "PosY", "PosZ"};
+  static constexpr std::string_view kVelNames[] = {"VelX", "VelY", "VelZ"};
+  bool ok = true;
+  for (int i = 0; i < 3; ++i) {
+    ok &= CheckReal(rec.pos[i], kMaxPos, kPosNames[i], " (valid=-1E9 to 1E9)");
+  }
+  for (int i = 0; i < 3; ++i) {
+    ok &= CheckReal(rec.vel[i], kMaxVel, kVelNames[i], " (valid=-1E6 to 1E6)");
+  }
+  ok &= CheckCount(rec.satNum, kMaxSatNum,
+                   "ValidateQuorbValues: Invalid satellite number = ", " (valid=1-999999999)");
+  ok &= CheckCount(rec.revNum, kMaxRevNum,
+                   "ValidateQuorbValues: Invalid Epoch Revolution = ", " (valid=0-99999)");
+  ok &= CheckCount(rec.elsetNum, kMaxElsetNum,
+                   "ValidateQuorbValues: Invalid Element Set Number = ", " (valid=0-9999)");
+  if (!IsValidCoordSys(rec.coordSys)) {
+    MessageText msg;
+    msg.Add(" ValidateQuorbValues: Invalid vector coordinate system = ")
+        .Add(View(rec.coordSys))
+        .Add(" (valid=TMDAT/TMEPO/MMB50/MMJ2K or blanks)");
+    TraceLogError(msg.View());
+    ok = false;
+  }
+  return ok ? 0 : 2;
+}
+
+bool Equal(const QuorbRecord& a, const QuorbRecord& b) {
+  if (a.satNum != b.satNum) return false;
+  if (DTG2DS50UTC(View(a.epochDtg)) != DTG2DS50UTC(View(b.epochDtg))) return false;
+  if (a.coordSys != b.coordSys) return false;
+  for (int i = 0; i < 3; ++i) {
+    if (a.pos[i] != b.pos[i]) return false;
+  }
+  for (int i = 0; i < 3; ++i) {
+    if (a.vel[i] != b.vel[i]) return false;
+  }
+  return a.bTerm == b.bTerm && a.agom == b.agom && a.inTrackThrust == b.inTrackThrust;
+}
+
+bool QuorbElsetType(int32_t elsetType) {
+  return elsetType == kVectorElsetType;
+}
+
+}  // namespace quorb

@@ -1,0 +1,116 @@
+// The state-vector record, its controls and the tree node that owns it.
+#ifndef QUORB_QUORB_QUORBTYPES_H_
+#define QUORB_QUORB_QUORBTYPES_H_
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "Services/FixedText.h"
+
+namespace quorb {
+
+// Perturbation and integrator controls for propagating one vector. A plain
+// value: it owns nothing.
+struct Card4pInput {
+  int32_t ctrl1 = 0;
+  int32_t ctrl2 = 0;
+  int32_t ctrl3 = 0;
+  int32_t ctrl4 = 12;
+  int32_t geopotFlag = 0;
+  int32_t dragModel = 0;  // 2, 3 or 4; 0 for none
+  int32_t radPresFlag = 0;
+  int32_t lunarSolarFlag = 0;
+  int32_t f10 = 0;
+  int32_t f10Bar = 0;
+  int32_t ap = 0;
+  int32_t geopotZonalDeg = 0;
+  int32_t errCtrlExp = 10;
+  int32_t intrkThrustFlag = 0;
+  int32_t sEarthTidesFlag = 0;
+  int32_t ctrl16 = 0;
+  double ctrl17 = 0.0;
+  double ctrl18 = 0.0;
+  double ctrl19 = 0.0;
+  int32_t nutTerms = 0;
+  int32_t ctrl21 = 0;
+  int32_t integVar = 0;
+  int32_t ctrl23 = 0;
+  int32_t stepMode = 0;
+  double stepSize = 0.0;
+  Line ctrlText1 = BlankText<kLineLength>();
+  Line ctrlText2 = BlankText<kLineLength>();
+  Line ctrlText3 = BlankText<kLineLength>();
+
+  bool operator==(const Card4pInput&) const = default;
+};
+
+// A second control type, carried whole; the library never reads its text.
+struct JplInput {
+  Text<672> text = BlankText<672>();
+};
+
+inline constexpr int kCovSize = 55;
+inline constexpr int kManeuvSlots = 100;
+using CovMatrix = std::array<double, kCovSize>;
+using ManeuvCards = std::array<Line, kManeuvSlots>;
+
+// One satellite state vector at one epoch. A value type: copying gives the
+// target its own copies of the covariance, controls and maneuver cards.
+struct QuorbRecord {
+  double pos[3] = {0.0, 0.0, 0.0};  // km, earth-centred inertial
+  double vel[3] = {0.0, 0.0, 0.0};  // m/s
+  char secClass = 'U';
+  int32_t satNum = 0;
+  Text<8> intlDesig = BlankText<8>();
+  Text<17> epochDtg = BlankText<17>();
+  int32_t revNum = 0;
+  int32_t elsetNum = 0;
+  double bTerm = 0.0;
+  double agom = 0.0;
+  double inTrackThrust = 0.0;  // km/s^2
+  Text<5> coordSys = BlankText<5>();
+  int32_t reserved = 0;
+  double weightedRms = 0.0;
+  std::unique_ptr<CovMatrix> covMatrix;
+  std::unique_ptr<Card4pInput> card4p;
+  std::unique_ptr<ManeuvCards> maneuvCards;
+  int32_t numManeuvCards = 0;
+
+  QuorbRecord() = default;
+  QuorbRecord(const QuorbRecord& other);
+  QuorbRecord& operator=(const QuorbRecord& other);
+  QuorbRecord(QuorbRecord&&) noexcept = default;
+  QuorbRecord& operator=(QuorbRecord&&) noexcept = default;
+  ~QuorbRecord();
+};
+
+// Releases the record's optional parts (maneuver cards, covariance, controls,
+// in that order); the scalar fields stay as they are.
+void FreeQuorbRecord(QuorbRecord& rec);
+
+// Range checks before a record is stored; every failing check logs its own
+// message. Returns 0 when all pass, 2 otherwise. The record is not changed.
+int32_t ValidateQuorbValues(const QuorbRecord& rec);
+
+// True when two records describe the same vector: satellite number, epoch
+// instant, coordinate system, position, velocity and force-model terms.
+bool Equal(const QuorbRecord& a, const QuorbRecord& b);
+
+// True for the element-set type code of these vectors (4).
+bool QuorbElsetType(int32_t elsetType);
+
+// One node of the store's tree. The node owns its record; a node whose
+// vector lives in a DMA holder has none.
+struct QuorbBinTree {
+  int64_t key = 0;
+  int32_t seqNum = 0;
+  int32_t balance = 0;
+  QuorbBinTree* left = nullptr;
+  QuorbBinTree* right = nullptr;
+  std::unique_ptr<QuorbRecord> rec;
+};
+
+}  // namespace quorb
+
+#endif  // QUORB_QUORB_QUORBTYPES_H_

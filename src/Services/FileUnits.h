@@ -1,0 +1,42 @@
+// File units: files opened by number, one unit table per thread, so that
+// loads running on different threads never share a unit.
+#ifndef QUORB_SERVICES_FILEUNITS_H_
+#define QUORB_SERVICES_FILEUNITS_H_
+
+#include <cstdint>
+#include <string_view>
+
+#include "Services/FixedText.h"
+
+namespace quorb {
+
+inline constexpr int32_t kFileModeWrite = 0;   // create or truncate
+inline constexpr int32_t kFileModeRead = 1;    // an existing regular file
+inline constexpr int32_t kFileModeAppend = 2;  // append, creating when missing
+
+// Opens the named file (trailing blanks of name ignored) on the calling
+// thread's unit, closing whatever that unit had open. Returns 0, or 2 after
+// logging "FileOpen: Cannot open file \"NAME\".". The option is accepted for
+// the callers' sake and has no effect.
+int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode, int32_t option = 0);
+
+// Reads the next line of a unit open for reading into line: at most 512
+// characters, a trailing carriage return dropped, blank-padded; the rest of
+// a longer line is skipped. Returns false at end of file, on a read error or
+// when the unit is not open for reading.
+bool UnitReadLine(int32_t unit, Line& line);
+
+// Puts a unit open for reading back at its first line.
+void UnitRewind(int32_t unit);
+
+// Writes text and a newline to a unit open for writing. Returns false on a
+// write error or when the unit is not open for writing.
+bool UnitWriteLine(int32_t unit, std::string_view text);
+
+// Closes the unit (flushing what was written); closing a closed unit does
+// nothing. Returns false when buffered output could not be written.
+bool UnitClose(int32_t unit);
+
+}  // namespace quorb
+
+#endif  // QUORB_SERVICES_FILEUNITS_H_

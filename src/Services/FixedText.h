@@ -1,0 +1,69 @@
+// Fixed-length, blank-padded texts: the one string form inside the library.
+#ifndef QUORB_SERVICES_FIXEDTEXT_H_
+#define QUORB_SERVICES_FIXEDTEXT_H_
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+namespace quorb {
+
+template <std::size_t N>
+using Text = std::array<char, N>;
+
+inline constexpr std::size_t kLineLength = 512;
+// Every input line, card and file name is held as one 512-character text.
+using Line = Text<kLineLength>;
+
+template <std::size_t N>
+constexpr Text<N> BlankText() {
+  Text<N> text{};
+  text.fill(' ');
+  return text;
+}
+
+// Copies s into text, cut at N characters and padded with blanks.
+template <std::size_t N>
+void SetText(Text<N>& text, std::string_view s) {
+  const std::size_t n = std::min(s.size(), N);
+  std::copy_n(s.data(), n, text.data());
+  std::fill(text.begin() + n, text.end(), ' ');
+}
+
+template <std::size_t N>
+Text<N> MakeText(std::string_view s) {
+  Text<N> text;
+  SetText(text, s);
+  return text;
+}
+
+template <std::size_t N>
+constexpr std::string_view View(const Text<N>& text) {
+  return {text.data(), N};
+}
+
+inline std::string_view TrimRight(std::string_view s) {
+  const std::size_t end = s.find_last_not_of(' ');
+  return end == std::string_view::npos ? std::string_view{} : s.substr(0, end + 1);
+}
+
+inline std::string_view TrimLeft(std::string_view s) {
+  const std::size_t begin = s.find_first_not_of(' ');
+  return begin == std::string_view::npos ? std::string_view{} : s.substr(begin);
+}
+
+inline std::string_view Trim(std::string_view s) { return TrimRight(TrimLeft(s)); }
+
+inline bool IsBlank(std::string_view s) { return s.find_first_not_of(' ') == std::string_view::npos; }
+
+// Moves the leading blanks of a text to its end.
+inline void LeftJustify(std::span<char> text) {
+  const auto first = std::find_if(text.begin(), text.end(), [](char c) { return c != ' '; });
+  std::rotate(text.begin(), first, text.end());
+}
+
+}  // namespace quorb
+
+#endif  // QUORB_SERVICES_FIXEDTEXT_H_

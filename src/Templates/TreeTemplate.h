@@ -1,0 +1,289 @@
+// A generic height-balanced (AVL) binary tree ordered by a 64-bit signed key.
+//
+// Node types provide: int64_t key; int32_t seqNum; int32_t balance (height of
+// the right subtree minus that of the left); Node* left, *right; and a record
+// member `rec` that can be moved. The tree owns its nodes and frees them with
+// delete. Nothing here locks: callers serialize changes.
+#ifndef QUORB_TEMPLATES_TREETEMPLATE_H_
+#define QUORB_TEMPLATES_TREETEMPLATE_H_
+
+#include <cstdint>
+#include <utility>
+
+namespace quorb {
+
+// Insertion statuses.
+inline constexpr int32_t kTreeLinked = 0;      // linked; the subtree kept its height
+inline constexpr int32_t kTreeLinkedGrew = 1;  // linked; the subtree grew by one level
+inline constexpr int32_t kTreeKeyTaken = 2;    // the key holds a different record
+inline constexpr int32_t kTreeDuplicate = 3;   // the key holds an equal record
+
+// Raises the process-wide insertion counter and returns its new value. The
+// counter is never lowered, so sequence numbers rise in load order and are
+// never given twice (until it wraps after 2^32 insertions).
+int32_t RaiseInsertionCounter();
+
+// Logs the message of a removal whose key is not in the tree.
+void ReportMissingKey(int64_t key);
+
+template <class Node>
+Node* FindNode(Node* root, int64_t key) {
+  while (root && root->key != key) root = key < root->key ? root->left : root->right;
+  return root;
+}
+
+namespace tree_detail {
+
+template <class Node>
+void RotateRight(Node*& link) {
+  Node* top = link;
+  Node* left = top->left;
+  top->left = left->right;
+  left->right = top;
+  link = left;
+}
+
+template <class Node>
+void RotateLeft(Node*& link) {
+  Node* top = link;
+  Node* right = top->right;
+  top->right = right->left;
+  right->left = top;
+  link = right;
+}
+
+// Double rotation through the right child M of the left child L.
+template <class Node>
+void RotateLeftRight(Node*& link) {
+  Node* top = link;
+  Node* left = top->left;
+  Node* mid = left->right;
+  left->right = mid->left;
+  mid->left = left;
+  top->left = mid->right;
+  mid->right = top;
+  top->balance = mid->balance == -1 ? 1 : 0;
+  left->balance = mid->balance == 1 ? -1 : 0;
+  mid->balance = 0;
+  link = mid;
+}
+
+// Double rotation through the left child M of the right child R.
+template <class Node>
+void RotateRightLeft(Node*& link) {
+  Node* top = link;
+  Node* right = top->right;
+  Node* mid = right->left;
+  right->left = mid->right;
+  mid->right = right;
+  top->right = mid->left;
+  mid->left = top;
+  top->balance = mid->balance == 1 ? -1 : 0;
+  right->balance = mid->balance == -1 ? 1 : 0;
+  mid->balance = 0;
+  link = mid;
+}
+
+// The left side grew two levels above the right: restore the balance.
+template <class Node>
+void FixLeftAfterInsert(Node*& link) {
+  if (link->left->balance == -1) {
+    link->balance = 0;
+    RotateRight(link);
+  } else {
+    RotateLeftRight(link);
+  }
+  link->balance = 0;
+}
+
+template <class Node>
+void FixRightAfterInsert(Node*& link) {
+  if (link->right->balance == 1) {
+    link->balance = 0;
+    RotateLeft(link);
+  } else {
+    RotateRightLeft(link);
+  }
+  link->balance = 0;
+}
+
+}  // namespace tree_detail
+
+// Links node (key set, links empty, balance 0) into the subtree at link.
+// equal(existing, node) tells a duplicate (status 3) from a key collision
+// (status 2); in both cases nothing is linked and the counter stays.
+template <class Node, class EqualFn>
+void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& equal) {
+  if (!link) {
+    link = node;
+    node->seqNum = RaiseInsertionCounter();
+    status = kTreeLinkedGrew;
+    return;
+  }
+  Node* top = link;
+  if (node->key < top->key) {
+    AddNodeRecursive(top->left, node, status, equal);
+    if (status != kTreeLinkedGrew) return;
+    if (top->balance == 1) {
+      top->balance = 0;
+      status = kTreeLinked;
+    } else if (top->balance == 0) {
+      top->balance = -1;
+    } else {
+      tree_detail::FixLeftAfterInsert(link);
+      status = kTreeLinked;
+    }
+  } else if (node->key > top->key) {
+    AddNodeRecursive(top->right, node, status, equal);
+    if (status != kTreeLinkedGrew) return;
+    if (top->balance == -1) {
+      top->balance = 0;
+      status = kTreeLinked;
+    } else if (top->balance == 0) {
+      top->balance = 1;
+    } else {
+      tree_detail::FixRightAfterInsert(link);
+      status = kTreeLinked;
+    }
+  } else {
+    status = equal(*top, *node) ? kTreeDuplicate : kTreeKeyTaken;
+  }
+}
+
+// Rebalances after the right subtree of link lost a level.
+template <class Node>
+void BalanceLeftHeavy(Node*& link, int32_t& shrunk) {
+  Node* top = link;
+  if (top->balance == 0) {
+    top->balance = -1;
+    shrunk = 0;
+  } else if (top->balance == 1) {
+    top->balance = 0;
+    shrunk = 1;
+  } else {
+    Node* left = top->left;
+    if (left->balance == 0) {
+      tree_detail::RotateRight(link);
+      top->balance = -1;
+      left->balance = 1;
+      shrunk = 0;
+    } else if (left->balance == -1) {
+      tree_detail::RotateRight(link);
+      top->balance = 0;
+      left->balance = 0;
+      shrunk = 1;
+    } else {
+      tree_detail::RotateLeftRight(link);
+      shrunk = 1;
+    }
+  }
+}
+
+// Rebalances after the left subtree of link lost a level.
+template <class Node>
+void BalanceRightHeavy(Node*& link, int32_t& shrunk) {
+  Node* top = link;
+  if (top->balance == 0) {
+    top->balance = 1;
+    shrunk = 0;
+  } else if (top->balance == -1) {
+    top->balance = 0;
+    shrunk = 1;
+  } else {
+    Node* right = top->right;
+    if (right->balance == 0) {
+      tree_detail::RotateLeft(link);
+      top->balance = 1;
+      right->balance = -1;
+      shrunk = 0;
+    } else if (right->balance == 1) {
+      tree_detail::RotateLeft(link);
+      top->balance = 0;
+      right->balance = 0;
+      shrunk = 1;
+    } else {
+      tree_detail::RotateRightLeft(link);
+      shrunk = 1;
+    }
+  }
+}
+
+// Moves the in-order predecessor (the rightmost node below link) into
+// target and frees the predecessor's node.
+template <class Node>
+void SwapNode(Node*& link, Node* target, int32_t& shrunk) {
+  Node* current = link;
+  if (current->right) {
+    SwapNode(current->right, target, shrunk);
+    if (shrunk) BalanceLeftHeavy(link, shrunk);
+    return;
+  }
+  target->key = current->key;
+  target->rec = std::move(current->rec);
+  target->seqNum = current->seqNum;
+  link = current->left;
+  shrunk = 1;
+  delete current;
+}
+
+// Unlinks and frees the node with key. Status 0, or 2 (logged) when the key
+// is not in the tree.
+template <class Node>
+void RemoveNodeRecursive(Node*& link, int64_t key, int32_t& shrunk, int32_t& status) {
+  status = 0;
+  if (!link) {
+    status = 2;
+    ReportMissingKey(key);
+    return;
+  }
+  Node* top = link;
+  if (key < top->key) {
+    RemoveNodeRecursive(top->left, key, shrunk, status);
+    if (shrunk) BalanceRightHeavy(link, shrunk);
+  } else if (key > top->key) {
+    RemoveNodeRecursive(top->right, key, shrunk, status);
+    if (shrunk) BalanceLeftHeavy(link, shrunk);
+  } else if (!top->right || !top->left) {
+    link = top->right ? top->right : top->left;
+    shrunk = 1;
+    delete top;
+  } else {
+    SwapNode(top->left, top, shrunk);
+    if (shrunk) BalanceRightHeavy(link, shrunk);
+  }
+}
+
+// Adds the number of nodes below link to count.
+template <class Node>
+void GetTreeCount(const Node* link, int32_t& count) {
+  for (; link; link = link->right) {
+    ++count;
+    GetTreeCount(link->left, count);
+  }
+}
+
+// Writes the keys below link in ascending order at keys[count], keys[count+1],
+// ... and raises count accordingly.
+template <class Node>
+void GetKeysQuick(const Node* link, int32_t& count, int64_t* keys) {
+  for (; link; link = link->right) {
+    GetKeysQuick(link->left, count, keys);
+    keys[count++] = link->key;
+  }
+}
+
+// Frees every node below link and empties it; release(node) runs on each
+// node, children first, before the node is deleted.
+template <class Node, class ReleaseFn>
+void EmptyTreeRecursive(Node*& link, const ReleaseFn& release) {
+  if (!link) return;
+  EmptyTreeRecursive(link->left, release);
+  EmptyTreeRecursive(link->right, release);
+  release(*link);
+  delete link;
+  link = nullptr;
+}
+
+}  // namespace quorb
+
+#endif  // QUORB_TEMPLATES_TREETEMPLATE_H_
