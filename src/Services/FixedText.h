@@ -60,8 +60,11 @@ inline bool IsBlank(std::string_view s) { return s.find_first_not_of(' ') == std
 
 // Moves the leading blanks of a text to its end.
 inline void LeftJustify(std::span<char> text) {
-  const auto first = std::find_if(text.begin(), text.end(), [](char c) { return c != ' '; });
-  std::rotate(text.begin(), first, text.end());
+  std::size_t first = 0;
+  while (first < text.size() && text[first] == ' ') ++first;
+  if (first == 0 || first == text.size()) return;
+  std::copy(text.begin() + first, text.end(), text.begin());
+  std::fill(text.end() - first, text.end(), ' ');
 }
 
 }  // namespace quorb
