@@ -5,9 +5,11 @@
  *   status of a file open is passed on unchanged.
  * - Key results: the 64-bit satKey of a vector; -1 when the input is invalid
  *   or no key can be made or found; 0 for a duplicate the store refused.
- * - In strings (const char[N]): at most N bytes are read, a NUL ends the
+ * - In strings (const char*): at most N bytes are read, a NUL ends the
  *   text early and everything after it reads as blanks, so a short
- *   NUL-terminated C string may be passed.
+ *   NUL-terminated C string may be passed. N is 512 for card lines, file
+ *   names, field values and the array companion text, 17 for epochDtg (20
+ *   for QuorbFieldsToSatKey), 8 for intlDesig and 5 for coordSys.
  * - Out strings (char[N]): exactly N bytes are written, blank-padded, with
  *   no terminator. Read them as at most N characters.
  * - Failures are reported as one line through the trace log
@@ -52,48 +54,44 @@ QUORB_API int32_t QuorbRemoveAllSats(void);
  * files, keyed vector and control data). Returns 0, 2 when the last card set
  * read was rejected, or the status of a file that could not be opened. The
  * counts of loaded, duplicate and bad vectors go to the trace log. */
-QUORB_API int32_t QuorbLoadFile(const char fileName[512]);
+QUORB_API int32_t QuorbLoadFile(const char* fileName);
 /* Writes every stored vector as a card set, in ascending key order.
  * saveMode 0 replaces the file, any other value appends to it. Returns 0, or
  * the status of a file that could not be opened. */
-QUORB_API int32_t QuorbSaveFile(const char fileName[512], int32_t saveMode);
+QUORB_API int32_t QuorbSaveFile(const char* fileName, int32_t saveMode);
 
 /* ---- Keys and adding ----------------------------------------------------- */
 
 /* Adds the vector of a card set (line1 the 1P card, line2 the 2P card).
  * Returns its key, -1 when the lines are invalid, 0 for a refused duplicate. */
-QUORB_API int64_t QuorbAddSatFrLines(const char line1[512], const char line2[512]);
+QUORB_API int64_t QuorbAddSatFrLines(const char* line1, const char* line2);
 /* As QuorbAddSatFrLines, writing the key to *satKey. */
-QUORB_API void QuorbAddSatFrLinesML(const char line1[512], const char line2[512],
-                                    int64_t* satKey);
+QUORB_API void QuorbAddSatFrLinesML(const char* line1, const char* line2, int64_t* satKey);
 /* Adds a vector from its fields. epochDtg takes any of the epoch forms
  * YYDDDHHMMSS.SSS, YYYY/DDD.DDDDDDDD, YYYYMonDDHHMMSS.SSS or
  * YYYY/DDD HHMM SS.SSS; coordSys is TMDAT, TMEPO, MMB50, MMJ2K or blanks.
  * Returns the key, -1 when a field is invalid, 0 for a refused duplicate. */
 QUORB_API int64_t QuorbAddSatFrFields(const double pos[3], const double vel[3], char secClass,
-                                      int32_t satNum, const char intlDesig[8],
-                                      const char epochDtg[17], int32_t revNum,
-                                      int32_t elsetNum, double bTerm, double agom,
-                                      double inTrackThrust, const char coordSys[5]);
+                                      int32_t satNum, const char* intlDesig, const char* epochDtg,
+                                      int32_t revNum, int32_t elsetNum, double bTerm, double agom,
+                                      double inTrackThrust, const char* coordSys);
 /* As QuorbAddSatFrFields, writing the key to *satKey. */
 QUORB_API void QuorbAddSatFrFieldsML(const double pos[3], const double vel[3], char secClass,
-                                     int32_t satNum, const char intlDesig[8],
-                                     const char epochDtg[17], int32_t revNum, int32_t elsetNum,
-                                     double bTerm, double agom, double inTrackThrust,
-                                     const char coordSys[5], int64_t* satKey);
+                                     int32_t satNum, const char* intlDesig, const char* epochDtg,
+                                     int32_t revNum, int32_t elsetNum, double bTerm, double agom,
+                                     double inTrackThrust, const char* coordSys, int64_t* satKey);
 /* Replaces the non-key fields of a stored vector (its satellite number,
  * epoch, covariance, controls and maneuver cards stay). Returns 0, or 2 when
  * the key is not stored or a value is invalid (the store is then unchanged). */
-QUORB_API int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3],
-                                         const double vel[3], char secClass,
-                                         const char intlDesig[8], int32_t revNum,
+QUORB_API int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double vel[3],
+                                         char secClass, const char* intlDesig, int32_t revNum,
                                          int32_t elsetNum, double bTerm, double agom,
-                                         double inTrackThrust, const char coordSys[5]);
+                                         double inTrackThrust, const char* coordSys);
 /* The composed key of a satellite number and epoch, without looking at the
  * store; -1 when no key can be made. */
-QUORB_API int64_t QuorbFieldsToSatKey(int32_t satNum, const char epochDtg[20]);
+QUORB_API int64_t QuorbFieldsToSatKey(int32_t satNum, const char* epochDtg);
 /* As QuorbFieldsToSatKey, writing the key to *satKey. */
-QUORB_API void QuorbFieldsToSatKeyML(int32_t satNum, const char epochDtg[20], int64_t* satKey);
+QUORB_API void QuorbFieldsToSatKeyML(int32_t satNum, const char* epochDtg, int64_t* satKey);
 /* The key of a stored vector of this satellite (when several are stored,
  * which one is not defined); -1 when none is. */
 QUORB_API int64_t QuorbGetSatKey(int32_t satNum);
@@ -112,14 +110,13 @@ QUORB_API int32_t QuorbGetField(int64_t satKey, int32_t fieldIdx, char valueStr[
 /* Sets one field from text, validates and stores the vector. Satellite
  * number (9) and epoch (11) cannot be changed: 0 is returned and nothing
  * happens. Returns 0, or 2 when the key is not stored or the value invalid. */
-QUORB_API int32_t QuorbSetField(int64_t satKey, int32_t fieldIdx, const char valueStr[512]);
+QUORB_API int32_t QuorbSetField(int64_t satKey, int32_t fieldIdx, const char* valueStr);
 /* Reads every scalar field of a stored vector. Returns 0, or 2 (outputs
  * zeros and blanks) when the key is not stored. */
-QUORB_API int32_t QuorbGetAllFields(int64_t satKey, double pos[3], double vel[3],
-                                    char* secClass, int32_t* satNum, char intlDesig[8],
-                                    char epochDtg[17], int32_t* revNum, int32_t* elsetNum,
-                                    double* bTerm, double* agom, double* inTrackThrust,
-                                    char coordSys[5]);
+QUORB_API int32_t QuorbGetAllFields(int64_t satKey, double pos[3], double vel[3], char* secClass,
+                                    int32_t* satNum, char intlDesig[8], char epochDtg[17],
+                                    int32_t* revNum, int32_t* elsetNum, double* bTerm, double* agom,
+                                    double* inTrackThrust, char coordSys[5]);
 
 /* ---- Array form -----------------------------------------------------------
  * xa holds at least 155 doubles: 0 satNum, 1 epoch (days since 1950, UTC),
@@ -136,20 +133,19 @@ QUORB_API int32_t QuorbDataToArray(int64_t satKey, double* xa, char xs[512]);
 /* Replaces a stored vector by the array's (satellite number and epoch stay;
  * maneuver cards are dropped). Returns 0, or 2 when the key is not stored or
  * the values are invalid. */
-QUORB_API int32_t QuorbUpdateSatFrArray(int64_t satKey, const double* xa, const char xs[512]);
+QUORB_API int32_t QuorbUpdateSatFrArray(int64_t satKey, const double* xa, const char* xs);
 /* Adds the vector of an array. Returns its key, -1 when invalid, 0 for a
  * refused duplicate. */
-QUORB_API int64_t QuorbAddSatFrArray(const double* xa, const char xs[512]);
+QUORB_API int64_t QuorbAddSatFrArray(const double* xa, const char* xs);
 /* As QuorbAddSatFrArray, writing the key to *satKey. */
-QUORB_API void QuorbAddSatFrArrayML(const double* xa, const char xs[512], int64_t* satKey);
+QUORB_API void QuorbAddSatFrArrayML(const double* xa, const char* xs, int64_t* satKey);
 /* Writes the card set of an array's vector; both lines stay blank when
  * xa[0] is -1 or the card set cannot be made. */
-QUORB_API void QuorbArrayToLines(const double* xa, const char xs[512], char line1[512],
+QUORB_API void QuorbArrayToLines(const double* xa, const char* xs, char line1[512],
                                  char line2[512]);
 /* Reads a card set into xa and xs. Returns 0, or 2 when the card set is
  * invalid (xa untouched, xs blank). */
-QUORB_API int32_t QuorbLinesToArray(const char line1[512], const char line2[512], double* xa,
-                                    char xs[512]);
+QUORB_API int32_t QuorbLinesToArray(const char* line1, const char* line2, double* xa, char xs[512]);
 
 /* ---- Text conversions ---------------------------------------------------- */
 
@@ -158,18 +154,17 @@ QUORB_API int32_t QuorbLinesToArray(const char line1[512], const char line2[512]
 QUORB_API int32_t QuorbGetLines(int64_t satKey, char line1[512], char line2[512]);
 /* Reads a card set into fields without storing it. Returns 0, or 2 (outputs
  * zeros and blanks) when the card set is invalid. */
-QUORB_API int32_t QuorbParse(const char line1[512], const char line2[512], double pos[3],
-                             double vel[3], char* secClass, int32_t* satNum, char intlDesig[8],
-                             char epochDtg[17], int32_t* revNum, int32_t* elsetNum,
-                             double* bTerm, double* agom, double* inTrackThrust,
-                             char coordSys[5]);
+QUORB_API int32_t QuorbParse(const char* line1, const char* line2, double pos[3], double vel[3],
+                             char* secClass, int32_t* satNum, char intlDesig[8], char epochDtg[17],
+                             int32_t* revNum, int32_t* elsetNum, double* bTerm, double* agom,
+                             double* inTrackThrust, char coordSys[5]);
 /* Writes the card set of the given fields without storing them; both lines
  * stay blank when a field is invalid. */
 QUORB_API void QuorbFieldsToLines(const double pos[3], const double vel[3], char secClass,
-                                  int32_t satNum, const char intlDesig[8],
-                                  const char epochDtg[17], int32_t revNum, int32_t elsetNum,
-                                  double bTerm, double agom, double inTrackThrust,
-                                  const char coordSys[5], char line1[512], char line2[512]);
+                                  int32_t satNum, const char* intlDesig, const char* epochDtg,
+                                  int32_t revNum, int32_t elsetNum, double bTerm, double agom,
+                                  double inTrackThrust, const char* coordSys, char line1[512],
+                                  char line2[512]);
 
 #ifdef __cplusplus
 }

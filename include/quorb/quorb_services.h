@@ -63,7 +63,8 @@ QUORB_API void TraceLogClose(void);
  * length and the user pointer given to TraceLogSetSink. It may be called
  * from several threads at once. */
 typedef void (*TraceLogSink)(int32_t level, const char* msg, int32_t len, void* user);
-/* Sets the sink; NULL removes it. */
+/* Sets the sink; NULL removes it. Once this returns, the previous sink is no
+ * longer called. A sink must not call TraceLogSetSink itself. */
 QUORB_API void TraceLogSetSink(TraceLogSink sink, void* user);
 /* Copies the calling thread's last error line into buf, NUL-terminated and
  * cut to fit bufLen, and returns the line's length (0 when the thread has
