@@ -1,0 +1,60 @@
+#include "Services/Alpha5.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace quorb {
+namespace {
+
+// The letter for each leading pair of digits 10..33; I and O are left out
+// because they read like 1 and 0.
+constexpr std::string_view kLetters = "ABCDEFGHJKLMNPQRSTUVWXYZ";
+constexpr int32_t kFirstLetterValue = 10;
+constexpr int32_t kMaxAlpha5 = 339999;
+
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Value of the first character: a digit, a letter (10..33) or a blank (0).
+int32_t LeadValue(char c) {
+  if (c == ' ') return 0;
+  if (IsDigit(c)) return c - '0';
+  const std::size_t letter = kLetters.find(c);
+  return letter == std::string_view::npos ? -1 : kFirstLetterValue + static_cast<int32_t>(letter);
+}
+
+}  // namespace
+
+int32_t Alpha5ToNum(std::string_view text) {
+  char chars[5] = {' ', ' ', ' ', ' ', ' '};
+  text.copy(chars, sizeof chars);
+  int32_t num = LeadValue(chars[0]);
+  if (num < 0) return -1;
+  bool leadingBlanks = chars[0] == ' ';
+  for (int i = 1; i < 5; ++i) {
+    const char c = chars[i];
+    if (c == ' ' && leadingBlanks) continue;
+    if (!IsDigit(c)) return -1;
+    leadingBlanks = false;
+    num = num * 10 + (c - '0');
+  }
+  return num;
+}
+
+Text<5> NumToAlpha5(int32_t num) {
+  Text<5> text;
+  text.fill('*');
+  if (num < 0 || num > kMaxAlpha5) return text;
+  char digits[6];
+  if (num <= 99999) {
+    std::snprintf(digits, sizeof digits, "%05d", static_cast<int>(num));
+  } else {
+    std::snprintf(digits, sizeof digits, "%c%04d", kLetters[num / 10000 - kFirstLetterValue],
+                  static_cast<int>(num % 10000));
+  }
+  std::copy_n(digits, 5, text.data());
+  return text;
+}
+
+}  // namespace quorb

@@ -1,0 +1,206 @@
+// File units on plain descriptors with buffers of their own: the loaders
+// read millions of lines per second, which per-line stream calls cannot keep
+// up with.
+#include "Services/FileUnits.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "Services/TraceLog.h"
+
+namespace quorb {
+namespace {
+
+constexpr std::size_t kReadBufferSize = 256 * 1024;
+constexpr std::size_t kWriteBufferSize = 64 * 1024;
+
+class Unit {
+ public:
+  Unit(int fd, bool forWriting)
+      : fd_(fd),
+        forWriting_(forWriting),
+        capacity_(forWriting ? kWriteBufferSize : kReadBufferSize),
+        buffer_(std::make_unique_for_overwrite<char[]>(capacity_)) {}
+  Unit(const Unit&) = delete;
+  Unit& operator=(const Unit&) = delete;
+  ~Unit() { Close(); }
+
+  bool forWriting() const { return forWriting_; }
+
+  bool ReadLine(Line& line) {
+    if (begin_ == end_ && !Fill()) return false;
+    std::size_t kept = 0;    // characters stored in line
+    std::size_t length = 0;  // characters of the whole line
+    char last = '\0';
+    for (;;) {
+      const char* start = buffer_.get() + begin_;
+      const auto* newline = static_cast<const char*>(std::memchr(start, '\n', end_ - begin_));
+      const std::size_t chunk = newline != nullptr ? newline - start : end_ - begin_;
+      const std::size_t taken = std::min(chunk, kLineLength - kept);
+      std::memcpy(line.data() + kept, start, taken);
+      kept += taken;
+      length += chunk;
+      if (chunk > 0) last = start[chunk - 1];
+      begin_ += chunk;
+      if (newline != nullptr) {
+        ++begin_;
+        break;
+      }
+      if (!Fill()) break;  // a last line without a newline
+    }
+    if (last == '\r') kept = std::min(kept, length - 1);
+    std::memset(line.data() + kept, ' ', kLineLength - kept);
+    return true;
+  }
+
+  void Rewind() {
+    ::lseek(fd_, 0, SEEK_SET);
+    begin_ = end_ = 0;
+    atEnd_ = false;
+  }
+
+  bool WriteLine(std::string_view text) {
+    Append(text);
+    Append("\n");
+    return !failed_;
+  }
+
+  bool Close() {
+    if (fd_ < 0) return true;
+    if (forWriting_) Flush();
+    if (::close(fd_) != 0 && forWriting_) failed_ = true;
+    fd_ = -1;
+    return !failed_;
+  }
+
+ private:
+  bool Fill() {
+    begin_ = end_ = 0;
+    if (atEnd_) return false;
+    ssize_t n;
+    do {
+      n = ::read(fd_, buffer_.get(), capacity_);
+    } while (n < 0 && errno == EINTR);
+    if (n <= 0) {
+      atEnd_ = true;  // end of file, or an error that ends the reading alike
+      return false;
+    }
+    end_ = static_cast<std::size_t>(n);
+    return true;
+  }
+
+  void Append(std::string_view data) {
+    if (data.size() > capacity_ - end_) Flush();
+    if (data.size() >= capacity_) {
+      WriteAll(data.data(), data.size());
+      return;
+    }
+    std::memcpy(buffer_.get() + end_, data.data(), data.size());
+    end_ += data.size();
+  }
+
+  bool Flush() {
+    WriteAll(buffer_.get(), end_);
+    end_ = 0;
+    return !failed_;
+  }
+
+  void WriteAll(const char* data, std::size_t size) {
+    while (size > 0 && !failed_) {
+      const ssize_t n = ::write(fd_, data, size);
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) {
+        failed_ = true;
+        return;
+      }
+      data += n;
+      size -= static_cast<std::size_t>(n);
+    }
+  }
+
+  int fd_;
+  bool forWriting_;
+  std::size_t capacity_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t begin_ = 0;  // reading: next unread byte
+  std::size_t end_ = 0;    // reading: end of the bytes read; writing: bytes pending
+  bool atEnd_ = false;
+  bool failed_ = false;
+};
+
+// Each thread has its own units; they close when the thread ends.
+thread_local std::unordered_map<int32_t, Unit> units;
+
+Unit* FindUnit(int32_t unit) {
+  const auto it = units.find(unit);
+  return it != units.end() ? &it->second : nullptr;
+}
+
+// A descriptor for path in the given mode, or -1. Reading takes regular
+// files only (O_NONBLOCK keeps a FIFO from blocking the check).
+int OpenDescriptor(const std::string& path, int32_t mode) {
+  switch (mode) {
+    case kFileModeRead: {
+      const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+      struct stat info;
+      if (fd >= 0 && (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))) {
+        ::close(fd);
+        return -1;
+      }
+      return fd;
+    }
+    case kFileModeWrite:
+      return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    case kFileModeAppend:
+      return ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    default:
+      return -1;
+  }
+}
+
+}  // namespace
+
+int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode, int32_t /*option*/) {
+  UnitClose(unit);
+  const std::string path(TrimRight(name));
+  const bool usable = !path.empty() && path.find('\0') == std::string::npos;
+  const int fd = usable ? OpenDescriptor(path, mode) : -1;
+  if (fd < 0) {
+    TraceLogError("FileOpen: Cannot open file \"" + path + "\".");
+    return 2;
+  }
+  units.try_emplace(unit, fd, mode != kFileModeRead);
+  return 0;
+}
+
+bool UnitReadLine(int32_t unit, Line& line) {
+  Unit* u = FindUnit(unit);
+  return u != nullptr && !u->forWriting() && u->ReadLine(line);
+}
+
+void UnitRewind(int32_t unit) {
+  Unit* u = FindUnit(unit);
+  if (u != nullptr && !u->forWriting()) u->Rewind();
+}
+
+bool UnitWriteLine(int32_t unit, std::string_view text) {
+  Unit* u = FindUnit(unit);
+  return u != nullptr && u->forWriting() && u->WriteLine(text);
+}
+
+bool UnitClose(int32_t unit) {
+  const auto it = units.find(unit);
+  if (it == units.end()) return true;
+  const bool closed = it->second.Close();
+  units.erase(it);
+  return closed;
+}
+
+}  // namespace quorb

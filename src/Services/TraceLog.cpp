@@ -1,0 +1,133 @@
+// The trace log: each message becomes one line, delivered to the open log
+// file, to the host's sink and into the calling thread's last-line slot.
+#include "Services/TraceLog.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+
+#include "Services/FixedText.h"
+
+namespace quorb {
+namespace {
+
+enum Level : int32_t { kInfo = 0, kError = 1 };
+
+// Lines are written whole under this lock so that lines of different threads
+// never interleave in the file.
+std::mutex logFileMutex;
+std::FILE* logFile = nullptr;
+
+struct Sink {
+  TraceLogSink fn = nullptr;
+  void* user = nullptr;
+};
+Sink sink;  // guarded by SinkMutex()
+
+// Deliveries hold the lock shared while the sink runs, so that once
+// TraceLogSetSink returns the previous sink is never called again. Never
+// destroyed: messages may still arrive from static destructors at exit.
+std::shared_mutex& SinkMutex() {
+  static auto* mutex = new std::shared_mutex;
+  return *mutex;
+}
+
+thread_local std::string lastLine[2];
+// Set while this thread runs the sink: a line the sink itself causes is not
+// handed back to it.
+thread_local bool inSink = false;
+
+std::string MakeLine(std::string_view msg) {
+  std::string line(msg);
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  line.erase(TrimRight(line).size());
+  return line;
+}
+
+void WriteToFile(const std::string& line) {
+  std::lock_guard lock(logFileMutex);
+  if (logFile == nullptr) return;
+  std::fwrite(line.data(), 1, line.size(), logFile);
+  std::fputc('\n', logFile);
+  std::fflush(logFile);
+}
+
+void PassToSink(Level level, const std::string& line) {
+  if (inSink) return;
+  std::shared_lock lock(SinkMutex());
+  if (sink.fn == nullptr) return;
+  const auto length =
+      static_cast<int32_t>(std::min<std::size_t>(line.size(), std::numeric_limits<int32_t>::max()));
+  inSink = true;
+  sink.fn(level, line.data(), length, sink.user);
+  inSink = false;
+}
+
+void Deliver(Level level, std::string_view msg) {
+  std::string line = MakeLine(msg);
+  WriteToFile(line);
+  PassToSink(level, line);
+  lastLine[level] = std::move(line);
+}
+
+int32_t CopyLastLine(Level level, char* buf, int32_t bufLen) {
+  const std::string& line = lastLine[level];
+  if (buf != nullptr && bufLen > 0) {
+    const std::size_t n = std::min(line.size(), static_cast<std::size_t>(bufLen) - 1);
+    std::memcpy(buf, line.data(), n);
+    buf[n] = '\0';
+  }
+  return static_cast<int32_t>(
+      std::min<std::size_t>(line.size(), std::numeric_limits<int32_t>::max()));
+}
+
+}  // namespace
+
+void TraceLogError(std::string_view msg) {
+  Deliver(kError, msg);
+}
+
+void TraceLogInfo(std::string_view msg) {
+  Deliver(kInfo, msg);
+}
+
+}  // namespace quorb
+
+extern "C" {
+
+// An earlier log file stays open when the new one cannot be opened.
+int32_t TraceLogOpen(const char* path) {
+  if (path == nullptr || *path == '\0') return 2;
+  std::FILE* file = std::fopen(path, "a");
+  if (file == nullptr) return 2;
+  std::lock_guard lock(quorb::logFileMutex);
+  if (quorb::logFile != nullptr) std::fclose(quorb::logFile);
+  quorb::logFile = file;
+  return 0;
+}
+
+void TraceLogClose(void) {
+  std::lock_guard lock(quorb::logFileMutex);
+  if (quorb::logFile != nullptr) std::fclose(quorb::logFile);
+  quorb::logFile = nullptr;
+}
+
+void TraceLogSetSink(TraceLogSink sink, void* user) {
+  std::unique_lock lock(quorb::SinkMutex());
+  quorb::sink = {sink, sink != nullptr ? user : nullptr};
+}
+
+int32_t TraceLogLastError(char* buf, int32_t bufLen) {
+  return quorb::CopyLastLine(quorb::kError, buf, bufLen);
+}
+
+int32_t TraceLogLastInfo(char* buf, int32_t bufLen) {
+  return quorb::CopyLastLine(quorb::kInfo, buf, bufLen);
+}
+
+}  // extern "C"
