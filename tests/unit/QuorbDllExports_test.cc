@@ -57,9 +57,9 @@ class QuorbDllExportsTest : public ::testing::Test {
 TEST_F(QuorbDllExportsTest, FieldsToSatKeyGivesTheStoredKeyForEveryEpochForm) {
   const int64_t key = AddFields(25544, "25123120000.000");
   ASSERT_GT(key, 0);
-  for (const char* epoch : {"25123120000.000", "   25123120000.000", "2025/123.50000000",
-                            "2025May03120000.000", "2025may03120000.000",
-                            "2025/123 1200 00.000", "25123120000.00000"}) {
+  for (const char* epoch :
+       {"25123120000.000", "   25123120000.000", "2025/123.50000000", "2025May03120000.000",
+        "2025may03120000.000", "2025/123 1200 00.000", "25123120000.00000"}) {
     EXPECT_EQ(QuorbFieldsToSatKey(25544, epoch), key) << epoch;
   }
   EXPECT_EQ(QuorbFieldsToSatKey(25544, "yesterday"), -1);
@@ -92,8 +92,8 @@ TEST_F(QuorbDllExportsTest, MlTwinsWriteWhatTheirPlainTwinsReturn) {
 }
 
 TEST_F(QuorbDllExportsTest, GetFieldWritesEachFieldLeftJustified) {
-  const int64_t key = QuorbAddSatFrFields(kPos, kVel, 'S', 5, "  98067A", "25001000000.000", 7,
-                                          8, 1e25, 0.02, -0.5, "TMEPO");
+  const int64_t key = QuorbAddSatFrFields(kPos, kVel, 'S', 5, "  98067A", "25001000000.000", 7, 8,
+                                          1e25, 0.02, -0.5, "TMEPO");
   ASSERT_GT(key, 0);
   EXPECT_EQ(Field(key, 9), "5");
   EXPECT_EQ(Field(key, 16), "-0.500000000000000");
@@ -172,13 +172,15 @@ TEST_F(QuorbDllExportsTest, NotFoundMessagesCarryTheKeyIn19Columns) {
   char line1[512];
   char line2[512];
   EXPECT_EQ(QuorbGetLines(42, line1, line2), 2);
-  EXPECT_EQ(LastError(), "QuorbGetLines: Unable to locate satKey                  42 in the QUORB "
-                         "binary tree.");
+  EXPECT_EQ(LastError(),
+            "QuorbGetLines: Unable to locate satKey                  42 in the QUORB "
+            "binary tree.");
   EXPECT_EQ(QuorbRemoveSat(-3), 2);
   EXPECT_EQ(LastError(), "RemoveNode: Invalid DMA key (<=0).");
   EXPECT_EQ(QuorbGetSatKey(1234567890), -1);
-  EXPECT_EQ(LastError(), "GetSatKey: Unable to locate satellite number ********* in the QUORB "
-                         "binary tree.");
+  EXPECT_EQ(LastError(),
+            "GetSatKey: Unable to locate satellite number ********* in the QUORB "
+            "binary tree.");
 }
 
 // After any failing read, a writer on another thread still gets through.
@@ -230,8 +232,8 @@ TEST_F(QuorbDllExportsTest, GetLoadedListsKeysInEachOrder) {
 TEST_F(QuorbDllExportsTest, ParseAndFieldsToLinesRoundTrip) {
   char line1[512];
   char line2[512];
-  QuorbFieldsToLines(kPos, kVel, 'U', 25544, "  98067A", "  25123120000.000", 12345, 999,
-                     0.012, 0.02, 0.0, "MMJ2K", line1, line2);
+  QuorbFieldsToLines(kPos, kVel, 'U', 25544, "  98067A", "  25123120000.000", 12345, 999, 0.012,
+                     0.02, 0.0, "MMJ2K", line1, line2);
   double pos[3], vel[3], bTerm, agom, thrust;
   char cls, desig[8], epoch[17], coord[5];
   int32_t sat, rev, elset;
@@ -245,8 +247,7 @@ TEST_F(QuorbDllExportsTest, ParseAndFieldsToLinesRoundTrip) {
   EXPECT_EQ(std::string(epoch, 17), "  25123120000.000");
   EXPECT_EQ(bTerm, 0.012);
   const double farPos[3] = {2e9, 0, 0};
-  QuorbFieldsToLines(farPos, kVel, 'U', 1, "", "25123120000.000", 1, 1, 0, 0, 0, "", line1,
-                     line2);
+  QuorbFieldsToLines(farPos, kVel, 'U', 1, "", "25123120000.000", 1, 1, 0, 0, 0, "", line1, line2);
   EXPECT_EQ(Trimmed(line1, 512), "");
   EXPECT_EQ(LastError(), " ValidateQuorbValues: Invalid PosX = 2e+09 (valid=-1E9 to 1E9)");
   EXPECT_EQ(QuorbGetCount(), 0);

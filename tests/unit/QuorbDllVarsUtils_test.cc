@@ -36,7 +36,9 @@ std::set<int> NamedPositions() {
   return named;
 }
 
-std::vector<double> SentinelArray() { return std::vector<double>(kHostArray, kSentinel); }
+std::vector<double> SentinelArray() {
+  return std::vector<double>(kHostArray, kSentinel);
+}
 
 void ExpectUnnamedUntouched(const std::vector<double>& xa) {
   const std::set<int> named = NamedPositions();
@@ -249,9 +251,16 @@ TEST_F(ArrayFormTest, ArrayToLinesWritesInvalidArraysButNotSatelliteMinusOne) {
 
 // Arbitrary doubles, NaN and infinities included, never crash the exports.
 TEST_F(ArrayFormTest, ArbitraryDoublesAreSafe) {
-  const double specials[] = {std::nan(""), std::numeric_limits<double>::infinity(),
-                             -std::numeric_limits<double>::infinity(), 1e308, -1e308, 0.0,
-                             -0.0, 5e-324, 2147483648.0, -2147483649.0};
+  const double specials[] = {std::nan(""),
+                             std::numeric_limits<double>::infinity(),
+                             -std::numeric_limits<double>::infinity(),
+                             1e308,
+                             -1e308,
+                             0.0,
+                             -0.0,
+                             5e-324,
+                             2147483648.0,
+                             -2147483649.0};
   std::vector<double> xa(kHostArray);
   char line1[512];
   char line2[512];
