@@ -6,6 +6,10 @@
 // the file's own card sets, maneuver cards and trailing keyed data. One
 // line "Total Quorbs = N, Loaded = N, Dup = N, Bad = N" ends the load.
 //
+// Maneuver cards go to the vector stored before them, at most 100 per
+// vector: further cards before the next hand-over are ignored, with one
+// warning line "Warning-ReadOnlyQUORBs: More than 100 maneuver cards; ...".
+//
 // Card passes of loads on different threads run one after the other (the
 // critical section cs_readonlyquorbs); each thread has its own file units.
 #ifndef QUORB_QUORB_QUORBFILELOADING_H_

@@ -1,0 +1,145 @@
+// Loading and saving a file of 1,000,000 card sets, set against the time it
+// takes merely to read the file's lines.
+//
+//   load_bench --benchmark_counters_tabular=true
+//
+// items_per_second is vectors per second; load_over_read is the load time
+// divided by the line-reading time of the same file.
+#include <benchmark/benchmark.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "Quorb/QuorbFileLoading.h"
+#include "Quorb/QuorbTree.h"
+#include "Services/FileUnits.h"
+#include "card_file_generator.h"
+
+namespace quorb::bench {
+namespace {
+
+constexpr int64_t kCardSets = 1'000'000;
+constexpr int32_t kReadUnit = 3;
+
+using Clock = std::chrono::steady_clock;
+
+// The generated files, made once per run in a directory of their own and
+// removed at exit.
+class BenchFiles {
+ public:
+  static const BenchFiles& Get() {
+    static const BenchFiles files;
+    return files;
+  }
+
+  std::string Path(const char* name) const { return (dir_ / name).string(); }
+  const std::string& catalog() const { return catalog_; }
+  const std::string& shuffled() const { return shuffled_; }
+  bool ok() const { return ok_; }
+
+  ~BenchFiles() { std::filesystem::remove_all(dir_); }
+
+ private:
+  BenchFiles() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "quorb-bench-XXXXXX").string();
+    ok_ = mkdtemp(pattern.data()) != nullptr;
+    dir_ = pattern;
+    catalog_ = Path("catalog.txt");
+    shuffled_ = Path("shuffled.txt");
+    ok_ = ok_ && WriteCardFile(catalog_, kCardSets, CardOrder::kCatalog) &&
+          WriteCardFile(shuffled_, kCardSets, CardOrder::kShuffled);
+  }
+
+  std::filesystem::path dir_;
+  std::string catalog_;
+  std::string shuffled_;
+  bool ok_ = false;
+};
+
+// Mean seconds of one pass, per file, from the benchmarks run so far.
+double readSeconds = 0.0;
+
+double Seconds(Clock::duration d) {
+  return std::chrono::duration<double>(d).count();
+}
+
+int64_t ReadAllLines(const std::string& path) {
+  if (FileOpen(kReadUnit, path, kFileModeRead) != 0) return -1;
+  Line line;
+  int64_t lines = 0;
+  while (UnitReadLine(kReadUnit, line)) ++lines;
+  UnitClose(kReadUnit);
+  return lines;
+}
+
+void BM_ReadLines(benchmark::State& state) {
+  const BenchFiles& files = BenchFiles::Get();
+  if (!files.ok()) return state.SkipWithError("cannot write the card file");
+  Clock::duration total{};
+  for (auto _ : state) {
+    const auto start = Clock::now();
+    benchmark::DoNotOptimize(ReadAllLines(files.catalog()));
+    total += Clock::now() - start;
+  }
+  readSeconds = Seconds(total) / static_cast<double>(state.iterations());
+  state.SetItemsProcessed(state.iterations() * kCardSets);
+}
+
+// Loads path once per iteration into an empty store.
+void RunLoad(benchmark::State& state, const std::string& path) {
+  QuorbEmptyTree();
+  Clock::duration total{};
+  for (auto _ : state) {
+    const auto start = Clock::now();
+    const int32_t status = QuorbLoadFileText(MakeText<kLineLength>(path));
+    total += Clock::now() - start;
+    state.PauseTiming();
+    const int32_t stored = QuorbGetNumOfTreeNodes();
+    QuorbEmptyTree();
+    state.ResumeTiming();
+    if (status != 0 || stored != kCardSets) return state.SkipWithError("the load lost vectors");
+  }
+  state.SetItemsProcessed(state.iterations() * kCardSets);
+  if (readSeconds > 0.0) {
+    state.counters["load_over_read"] =
+        Seconds(total) / static_cast<double>(state.iterations()) / readSeconds;
+  }
+}
+
+void BM_LoadCatalogOrder(benchmark::State& state) {
+  const BenchFiles& files = BenchFiles::Get();
+  if (!files.ok()) return state.SkipWithError("cannot write the card file");
+  RunLoad(state, files.catalog());
+}
+
+void BM_LoadShuffled(benchmark::State& state) {
+  const BenchFiles& files = BenchFiles::Get();
+  if (!files.ok()) return state.SkipWithError("cannot write the card file");
+  RunLoad(state, files.shuffled());
+}
+
+void BM_Save(benchmark::State& state) {
+  const BenchFiles& files = BenchFiles::Get();
+  if (!files.ok()) return state.SkipWithError("cannot write the card file");
+  QuorbEmptyTree();
+  if (QuorbLoadFileText(MakeText<kLineLength>(files.catalog())) != 0) {
+    return state.SkipWithError("cannot load the card file");
+  }
+  const Line saveFile = MakeText<kLineLength>(files.Path("saved.txt"));
+  for (auto _ : state) {
+    if (QuorbSaveFileText(saveFile, 0) != 0) return state.SkipWithError("cannot save");
+  }
+  state.SetItemsProcessed(state.iterations() * kCardSets);
+  QuorbEmptyTree();
+}
+
+BENCHMARK(BM_ReadLines)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_LoadCatalogOrder)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_LoadShuffled)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_Save)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+
+}  // namespace
+}  // namespace quorb::bench
