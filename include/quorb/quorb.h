@@ -56,8 +56,9 @@ QUORB_API int32_t QuorbRemoveAllSats(void);
  * counts of loaded, duplicate and bad vectors go to the trace log. */
 QUORB_API int32_t QuorbLoadFile(const char* fileName);
 /* Writes every stored vector as a card set, in ascending key order.
- * saveMode 0 replaces the file, any other value appends to it. Returns 0, or
- * the status of a file that could not be opened. */
+ * saveMode 0 replaces the file, any other value appends to it. Returns 0,
+ * the status of a file that could not be opened, or 2 when the file could
+ * not be written completely. */
 QUORB_API int32_t QuorbSaveFile(const char* fileName, int32_t saveMode);
 
 /* ---- Keys and adding ----------------------------------------------------- */

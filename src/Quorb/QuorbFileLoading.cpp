@@ -284,9 +284,10 @@ bool QuorbWriteLines(int32_t unit) {
   Line line1;
   Line line2;
   bool written = true;
+  // The walk holds a read, so each record is written in place, not copied.
   QuorbVisitInOrder([&](const QuorbBinTree& node) {
-    const QuorbRecord rec = QuorbGetRec(node);
-    if (!Quorb2Lines(rec, line1, line2)) return;
+    const QuorbRecord* rec = QuorbNodeRecord(node);
+    if (!rec || !Quorb2Lines(*rec, line1, line2)) return;
     written &= UnitWriteLine(unit, CardText(line1));
     written &= UnitWriteLine(unit, CardText(line2));
   });

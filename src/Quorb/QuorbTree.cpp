@@ -78,13 +78,6 @@ bool HolderValidFor(const DmaHolder* holder, int64_t key) {
   return self != 0 && self == SatKeyToAddr(key);
 }
 
-// The vector of a node: its own record, or its DMA holder's.
-const QuorbRecord* NodeRecord(const QuorbBinTree& node) {
-  if (!IsDMA(node.key)) return node.rec.get();
-  const DmaHolder* holder = KeyToCPtr(node.key);
-  return HolderValidFor(holder, node.key) ? holder->rec : nullptr;
-}
-
 void SetMessage(FindMessage* msg, std::string_view text) {
   if (msg) SetText(*msg, text);
 }
@@ -162,7 +155,7 @@ void VisitInOrder(const QuorbBinTree* node, const Visit& visit) {
 // Pre-order search for the first vector of satNum.
 const QuorbBinTree* FindAssociatedKey(const QuorbBinTree* node, int32_t satNum) {
   for (; node; node = node->right) {
-    const QuorbRecord* rec = NodeRecord(*node);
+    const QuorbRecord* rec = QuorbNodeRecord(*node);
     if (rec && rec->satNum == satNum) return node;
     if (const QuorbBinTree* found = FindAssociatedKey(node->left, satNum)) return found;
   }
@@ -199,7 +192,7 @@ void SortedTreeKeys(int32_t& count, int64_t* keys, int32_t order) {
   } else {
     GetTreeCombKeys(quorbTreeRoot, count, keys, texts.data(),
                     [](const QuorbBinTree& node, char* text) {
-                      if (const QuorbRecord* rec = NodeRecord(node)) {
+                      if (const QuorbRecord* rec = QuorbNodeRecord(node)) {
                         const Text<32> label = FieldsToStr(*rec);
                         std::copy(label.begin(), label.end(), text);
                       }
@@ -405,9 +398,10 @@ int32_t QuorbGetNumOfTreeNodes() {
   return count;
 }
 
-QuorbRecord QuorbGetRec(const QuorbBinTree& node) {
-  const QuorbRecord* rec = NodeRecord(node);
-  return rec ? *rec : QuorbRecord{};
+const QuorbRecord* QuorbNodeRecord(const QuorbBinTree& node) {
+  if (!IsDMA(node.key)) return node.rec.get();
+  const DmaHolder* holder = KeyToCPtr(node.key);
+  return HolderValidFor(holder, node.key) ? holder->rec : nullptr;
 }
 
 std::vector<int64_t> QuorbGetTreeKeys(int32_t order) {

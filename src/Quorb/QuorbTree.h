@@ -71,9 +71,9 @@ int64_t QuorbSatKeyGet(int32_t satNum);
 
 int32_t QuorbGetNumOfTreeNodes();
 
-// A copy of a node's vector, from the node or from its DMA holder. The
-// caller holds a read.
-QuorbRecord QuorbGetRec(const QuorbBinTree& node);
+// A node's vector, from the node or from its DMA holder; nullptr when a
+// holder has none. The caller holds a read.
+const QuorbRecord* QuorbNodeRecord(const QuorbBinTree& node);
 
 // The keys of every vector in the given order (0 by satellite number and
 // epoch, 1 the reverse, 2 load order, others ascending key), counted and
