@@ -1,0 +1,320 @@
+#include "Quorb/CardFields.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <optional>
+
+namespace quorb {
+
+namespace {
+
+// Most significant digits a real field may hold. Card fields are at most 13
+// columns wide.
+constexpr int kMaxDigits = 40;
+
+// Exponents are clamped here while they are read: far past the range of a
+// double, yet far from overflowing the int that holds them.
+constexpr int kExponentLimit = 100000;
+
+// Powers of ten that a double holds exactly.
+constexpr int kMaxExactPower = 22;
+constexpr double kPow10[kMaxExactPower + 1] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                               1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                               1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+// Every whole number up to this is exact in a double.
+constexpr uint64_t kMaxExactInteger = uint64_t{1} << 53;
+// Digits that always fit a uint64_t.
+constexpr int kMaxUint64Digits = 19;
+
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool IsSign(char c) {
+  return c == '+' || c == '-';
+}
+bool IsExponentLetter(char c) {
+  return c == 'E' || c == 'e' || c == 'D' || c == 'd';
+}
+
+// Most fields are right-aligned behind a run of blanks: whole words of
+// blanks are stepped over eight characters at a time.
+const char* SkipBlanks(const char* p, const char* end) {
+  constexpr uint64_t kBlankWord = 0x2020202020202020;
+  for (; end - p >= 8; p += 8) {
+    uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    if (const uint64_t diff = word ^ kBlankWord; diff != 0) {
+      const int bits = std::endian::native == std::endian::little ? std::countr_zero(diff)
+                                                                  : std::countl_zero(diff);
+      return p + bits / 8;
+    }
+  }
+  while (p != end && *p == ' ') ++p;
+  return p;
+}
+
+// The mantissa of a real field: its digits as a whole number, the point left
+// out.
+struct Mantissa {
+  uint64_t digits = 0;  // exact while count <= kMaxUint64Digits
+  int count = 0;        // digits, leading zeros included
+  int fractionDigits = 0;
+  bool hasPoint = false;
+};
+
+// Reads digits and at most one point, blanks skipped, up to the first other
+// character, where p is left. The counts are kept in locals, which the loop
+// can hold in registers.
+Mantissa ReadMantissa(const char*& p, const char* end) {
+  uint64_t digits = 0;
+  int count = 0;
+  int countAtPoint = -1;
+  for (; p != end; ++p) {
+    const char c = *p;
+    const auto digit = static_cast<unsigned>(c - '0');
+    if (digit < 10) {
+      digits = digits * 10 + digit;
+      ++count;
+    } else if (c == '.' && countAtPoint < 0) {
+      countAtPoint = count;
+    } else if (c != ' ') {
+      break;
+    }
+  }
+  const bool hasPoint = countAtPoint >= 0;
+  return {digits, count, hasPoint ? count - countAtPoint : 0, hasPoint};
+}
+
+// Reads what follows a mantissa up to the end of the field: 'E' or 'D'
+// (either case) or a bare sign, then an optionally signed integer.
+bool ReadExponent(const char* p, const char* end, int& exponent) {
+  if (IsExponentLetter(*p)) p = SkipBlanks(p + 1, end);
+  bool negative = false;
+  if (p != end && IsSign(*p)) {
+    negative = *p == '-';
+    p = SkipBlanks(p + 1, end);
+  }
+  if (p == end) return false;
+  int magnitude = 0;
+  for (; p != end; ++p) {
+    if (*p == ' ') continue;
+    if (!IsDigit(*p)) return false;
+    magnitude = std::min(magnitude * 10 + (*p - '0'), kExponentLimit);
+  }
+  exponent = negative ? -magnitude : magnitude;
+  return true;
+}
+
+// Copies the significant mantissa digits of a field that ReadRealField has
+// accepted; returns the end of the copy, or nullptr when there are more
+// than kMaxDigits of them.
+char* CopyMantissaDigits(std::string_view field, char* out) {
+  char* const limit = out + kMaxDigits;
+  char* const begin = out;
+  bool atStart = true;
+  for (const char c : field) {
+    if (c == ' ' || c == '.') continue;
+    const bool sign = atStart && IsSign(c);
+    atStart = false;
+    if (sign) continue;
+    if (!IsDigit(c)) break;
+    if (c == '0' && out == begin) continue;
+    if (out == limit) return nullptr;
+    *out++ = c;
+  }
+  return out;
+}
+
+// The mantissa's digits times 10^scale. Small cases are one exact operation
+// on exact operands, so correctly rounded; the rest go to from_chars.
+std::optional<double> ScaleDigits(std::string_view field, const Mantissa& m, int scale) {
+  if (m.count <= kMaxUint64Digits && m.digits <= kMaxExactInteger &&
+      std::abs(scale) <= kMaxExactPower) {
+    const double whole = static_cast<double>(m.digits);
+    return scale < 0 ? whole / kPow10[-scale] : whole * kPow10[scale];
+  }
+  char text[kMaxDigits + 16];
+  char* const end = CopyMantissaDigits(field, text);
+  if (end == nullptr) return std::nullopt;
+  if (end == text) return 0.0;  // zeros only, however many
+  *end = 'e';
+  const auto exponentEnd = std::to_chars(end + 1, text + sizeof text, scale).ptr;
+  double value = 0.0;
+  const auto [ptr, ec] = std::from_chars(text, exponentEnd, value);
+  // Out of the range of a double: the field cannot be held.
+  if (ec != std::errc{} || ptr != exponentEnd) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+bool ReadRealField(std::string_view field, int impliedDecimals, double& value) {
+  const char* const end = field.data() + field.size();
+  const char* p = SkipBlanks(field.data(), end);
+  if (p == end) {
+    value = 0.0;
+    return true;
+  }
+  const bool negative = *p == '-';
+  if (IsSign(*p)) ++p;
+  const Mantissa m = ReadMantissa(p, end);
+  int exponent = 0;
+  if (m.count == 0 || (p != end && !ReadExponent(p, end, exponent))) return false;
+  const int scale = exponent - (m.hasPoint ? m.fractionDigits : impliedDecimals);
+  const std::optional<double> magnitude = ScaleDigits(field, m, scale);
+  if (!magnitude) return false;
+  value = negative ? -*magnitude : *magnitude;
+  return true;
+}
+
+bool ReadIntField(std::string_view field, int32_t& value) {
+  constexpr int64_t kMaxMagnitude = int64_t{1} << 31;
+  const char* const end = field.data() + field.size();
+  const char* p = SkipBlanks(field.data(), end);
+  if (p == end) {
+    value = 0;
+    return true;
+  }
+  const bool negative = *p == '-';
+  if (IsSign(*p)) p = SkipBlanks(p + 1, end);
+  if (p == end) return false;
+  int64_t magnitude = 0;
+  for (; p != end; ++p) {
+    if (*p == ' ') continue;
+    if (!IsDigit(*p)) return false;
+    magnitude = magnitude * 10 + (*p - '0');
+    if (magnitude > kMaxMagnitude) return false;
+  }
+  const int64_t signedValue = negative ? -magnitude : magnitude;
+  if (signedValue > std::numeric_limits<int32_t>::max()) return false;
+  value = static_cast<int32_t>(signedValue);
+  return true;
+}
+
+namespace {
+
+// Places text at the right end of out, blanks before it, or fills out with
+// '*' when it does not fit.
+void RightAlign(std::span<char> out, std::string_view text) {
+  if (text.size() > out.size()) {
+    std::fill(out.begin(), out.end(), '*');
+    return;
+  }
+  const auto start = std::fill_n(out.begin(), out.size() - text.size(), ' ');
+  std::copy(text.begin(), text.end(), start);
+}
+
+// magnitude (>= 0) in whole units of 10^-decimals, rounded to nearest with
+// halves to even as to_chars rounds; nothing when the count of units is not
+// exact in a double.
+std::optional<uint64_t> RoundToUnits(double magnitude, int decimals) {
+  if (decimals < 0 || decimals > kMaxExactPower) return std::nullopt;
+  const double scale = kPow10[decimals];
+  const double product = magnitude * scale;
+  if (!(product < static_cast<double>(kMaxExactInteger / 2))) return std::nullopt;
+  auto units = static_cast<uint64_t>(product);  // product >= 0: the cast floors
+  const double fraction = product - static_cast<double>(units);
+  if (fraction > 0.5) return units + 1;
+  if (fraction < 0.5) return units;
+  // The exact product is product + error. Below 2^52 a half is a whole
+  // number of product's ulps, so only a product of exactly a half needs the
+  // error to tell which way it goes.
+  const double error = std::fma(magnitude, scale, -product);
+  const bool up = error > 0 || (error == 0 && units % 2 == 1);
+  return up ? units + 1 : units;
+}
+
+// "00", "01", ... "99": digits go out two at a time, halving the divisions.
+constexpr std::array<char, 200> kDigitPairs = [] {
+  std::array<char, 200> pairs{};
+  for (int i = 0; i < 100; ++i) {
+    pairs[2 * i] = static_cast<char>('0' + i / 10);
+    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+  }
+  return pairs;
+}();
+
+char* PutPair(char* p, uint64_t pair) {
+  p -= 2;
+  std::memcpy(p, &kDigitPairs[2 * pair], 2);
+  return p;
+}
+
+// Writes the count lowest digits of value so that they end at p; returns
+// their start and leaves the higher digits in value.
+char* PutLowDigits(char* p, uint64_t& value, int count) {
+  for (; count >= 2; count -= 2, value /= 100) p = PutPair(p, value % 100);
+  if (count == 1) {
+    *--p = static_cast<char>('0' + value % 10);
+    value /= 10;
+  }
+  return p;
+}
+
+// Writes all digits of value, at least one, so that they end at p; returns
+// their start.
+char* PutAllDigits(char* p, uint64_t value) {
+  for (; value >= 100; value /= 100) p = PutPair(p, value % 100);
+  if (value >= 10) return PutPair(p, value);
+  *--p = static_cast<char>('0' + value);
+  return p;
+}
+
+// Writes the fixed-point text of units (in 10^-decimals) so that it ends
+// at end; returns its start.
+char* FormatUnits(char* end, uint64_t units, int decimals, bool negative) {
+  char* p = PutLowDigits(end, units, decimals);
+  if (decimals > 0) *--p = '.';
+  p = PutAllDigits(p, units);
+  if (negative) *--p = '-';
+  return p;
+}
+
+// The fixed-point text of value, in buf; empty when it does not fit there.
+std::span<char> FixedText(std::span<char> buf, double value, int decimals) {
+  if (const std::optional<uint64_t> units = RoundToUnits(std::abs(value), decimals)) {
+    char* const end = buf.data() + buf.size();
+    return {FormatUnits(end, *units, decimals, std::signbit(value)), end};
+  }
+  const auto [ptr, ec] =
+      std::to_chars(buf.data(), buf.data() + buf.size(), value, std::chars_format::fixed, decimals);
+  if (ec != std::errc{}) return {};
+  return {buf.data(), ptr};
+}
+
+// "0.5" becomes ".5" and "-0.5" becomes "-.5"; other texts stay as they are.
+std::span<char> DropLeadingZero(std::span<char> text) {
+  const std::size_t sign = text[0] == '-' ? 1 : 0;
+  if (text.size() < sign + 2 || text[sign] != '0' || text[sign + 1] != '.') return text;
+  if (sign == 1) text[1] = '-';
+  return text.subspan(1);
+}
+
+}  // namespace
+
+void WriteFixedField(std::span<char> out, double value, int decimals) {
+  // Room for any value that could fit a card column; a longer text could
+  // not fit anyway and is written as asterisks.
+  char buf[96];
+  std::span<char> text = std::isfinite(value) ? FixedText(buf, value, decimals) : std::span<char>{};
+  if (text.empty()) {
+    std::fill(out.begin(), out.end(), '*');
+    return;
+  }
+  // The zero before the point of a value below 1 goes when that makes it fit.
+  if (text.size() == out.size() + 1) text = DropLeadingZero(text);
+  RightAlign(out, {text.data(), text.size()});
+}
+
+void WriteIntField(std::span<char> out, int64_t value) {
+  char buf[24];
+  const auto [ptr, ec] = std::to_chars(buf, buf + sizeof buf, value);
+  RightAlign(out, std::string_view(buf, ptr - buf));
+}
+
+}  // namespace quorb
