@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "Quorb/KeyIndex.h"
 #include "Quorb/QuorbCardReading.h"
 #include "Services/Calendar.h"
 #include "Services/DmaKeys.h"
@@ -24,6 +25,9 @@ constexpr int kMaxKeyTries = 100;
 constexpr int32_t kNotFoundSatNum = -123;
 
 QuorbBinTree* quorbTreeRoot = nullptr;
+// Finds the records of composed keys without walking the tree; changed only
+// together with the tree, under write access.
+KeyIndex recordIndex;
 // Mirrors quorbTreeRoot for the lock-free emptiness test.
 std::atomic<bool> treeEmpty{true};
 std::atomic<int32_t> isUpdating{0};
@@ -238,7 +242,11 @@ int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
   WithWriteAccess([&] {
     for (int tries = 0;;) {
       AddNodeRecursive(quorbTreeRoot, node, status, equal);
-      if (status == kTreeLinked || status == kTreeLinkedGrew || status == kTreeDuplicate) break;
+      if (status == kTreeLinked || status == kTreeLinkedGrew) {
+        if (node->rec) recordIndex.Set(key, node->rec.get());
+        break;
+      }
+      if (status == kTreeDuplicate) break;
       // A holder address is never taken twice; only composed keys move on.
       if (IsDMA(key) || ++tries == kMaxKeyTries) {
         status = kTreeDuplicate;
@@ -271,8 +279,8 @@ void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
     return;
   }
   ReadScope read;
-  if (const QuorbBinTree* node = FindNode(quorbTreeRoot, key)) {
-    rec = *node->rec;
+  if (const QuorbRecord* stored = recordIndex.Find(key)) {
+    rec = *stored;
   } else {
     SetMessage(msg, "FindRec: search key doens't exist.");
   }
@@ -298,12 +306,9 @@ const QuorbRecord* QuorbFindRecPtr(int64_t key, FindMessage* msg) {
     SetMessage(msg, "FindRecPtr: Search tree is empty.");
     return nullptr;
   }
-  const QuorbBinTree* node = FindNode(quorbTreeRoot, key);
-  if (!node) {
-    SetMessage(msg, "FindRecPtr: search key doens't exist.");
-    return nullptr;
-  }
-  return node->rec.get();
+  const QuorbRecord* stored = recordIndex.Find(key);
+  if (!stored) SetMessage(msg, "FindRecPtr: search key doens't exist.");
+  return stored;
 }
 
 int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
@@ -330,6 +335,7 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
       return;
     }
     node->rec = std::move(replacement);
+    recordIndex.Set(key, node->rec.get());
   });
   if (status == 2) {
     TraceLogError("UpdateRec: rec/DMA doesn't exist or was already deallocated");
@@ -347,8 +353,8 @@ bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change
     if (IsDMA(key)) {
       DmaHolder* holder = KeyToCPtr(key);
       if (HolderValidFor(holder, key)) rec = holder->rec;
-    } else if (QuorbBinTree* node = FindNode(quorbTreeRoot, key)) {
-      rec = node->rec.get();
+    } else {
+      rec = recordIndex.Find(key);
     }
     if (rec) {
       change(*rec);
@@ -371,12 +377,14 @@ int32_t QuorbRemoveNode(int64_t key) {
     }
     int32_t shrunk = 0;
     RemoveNodeRecursive(quorbTreeRoot, key, shrunk, status);
+    if (status == 0 && !IsDMA(key)) recordIndex.Erase(key);
   });
   return status;
 }
 
 int32_t QuorbEmptyTree() {
   WithWriteAccess([] {
+    recordIndex.Clear();
     EmptyTreeRecursive(quorbTreeRoot, [](QuorbBinTree& node) {
       if (IsDMA(node.key)) RemoveDmaLocked(node.key);
     });
