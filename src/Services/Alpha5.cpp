@@ -1,7 +1,6 @@
 #include "Services/Alpha5.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace quorb {
 namespace {
@@ -46,14 +45,10 @@ Text<5> NumToAlpha5(int32_t num) {
   Text<5> text;
   text.fill('*');
   if (num < 0 || num > kMaxAlpha5) return text;
-  char digits[6];
-  if (num <= 99999) {
-    std::snprintf(digits, sizeof digits, "%05d", static_cast<int>(num));
-  } else {
-    std::snprintf(digits, sizeof digits, "%c%04d", kLetters[num / 10000 - kFirstLetterValue],
-                  static_cast<int>(num % 10000));
-  }
-  std::copy_n(digits, 5, text.data());
+  int32_t rest = num;
+  for (int i = 4; i >= 1; --i, rest /= 10) text[i] = static_cast<char>('0' + rest % 10);
+  text[0] = rest < kFirstLetterValue ? static_cast<char>('0' + rest)
+                                     : kLetters[rest - kFirstLetterValue];
   return text;
 }
 

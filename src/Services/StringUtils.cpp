@@ -258,8 +258,26 @@ double StrToReal(std::string_view text) {
 }
 
 void Fx0ToAx(double value, std::span<char> out) {
-  const int width = static_cast<int>(out.size());
-  const std::string text = std::isfinite(value) ? RealText(value, width) : std::string();
+  if (!std::isfinite(value)) {
+    std::fill(out.begin(), out.end(), '*');
+    return;
+  }
+  // Most values fit in their shortest exact form: written without a heap
+  // string, as a card writer does for every force-model term.
+  char shortest[40];
+  const auto [end, error] =
+      std::to_chars(shortest, shortest + sizeof shortest - 2, value, std::chars_format::fixed);
+  std::size_t length = error == std::errc() ? static_cast<std::size_t>(end - shortest) : 0;
+  if (length > 0 && std::find(shortest, shortest + length, '.') == shortest + length) {
+    shortest[length++] = '.';
+    shortest[length++] = '0';
+  }
+  std::string_view text(shortest, length);
+  std::string fallback;
+  if (length == 0 || length > out.size()) {
+    fallback = RealText(value, static_cast<int>(out.size()));
+    text = fallback;
+  }
   if (text.empty()) {
     std::fill(out.begin(), out.end(), '*');
     return;
