@@ -137,7 +137,16 @@ std::string WidestExponent(double value, int width) {
   // lengthened the exponent by one: at most width - shortLength fit.
   for (int digits = std::max(width - shortLength, 0); digits >= 0; --digits) {
     std::string text = ToChars(value, std::chars_format::scientific, digits);
-    if (static_cast<int>(text.size()) <= width) return text;
+    if (static_cast<int>(text.size()) > width) continue;
+    // Near the largest double, rounding up leaves the range: cut the
+    // mantissa instead, so that the text still reads as a number.
+    if (const std::optional<double> back = ReadNumber(text); !back || !std::isfinite(*back)) {
+      const std::string full = ToChars(value, std::chars_format::scientific, 16);
+      const std::size_t kept = (value < 0 ? 1 : 0) + 2 + static_cast<std::size_t>(digits);
+      text = full.substr(0, kept) + full.substr(full.find('e'));
+      if (static_cast<int>(text.size()) > width) continue;
+    }
+    return text;
   }
   return {};
 }
@@ -278,7 +287,7 @@ void Fx0ToAx(double value, std::span<char> out) {
     fallback = RealText(value, static_cast<int>(out.size()));
     text = fallback;
   }
-  if (text.empty()) {
+  if (text.empty() || text.size() > out.size()) {
     std::fill(out.begin(), out.end(), '*');
     return;
   }

@@ -143,3 +143,20 @@ TEST(StringUtils, RealsOnTenColumns) {
 
 }  // namespace
 }  // namespace quorb
+
+namespace quorb {
+namespace {
+
+// Rounding the largest doubles to ten columns must not leave the range.
+TEST(StringUtils, TermsNearTheLargestDoubleStayReadable) {
+  for (double value : {1.7976931348623157e308, -1.7976931348623157e308, 1.79769e308}) {
+    Text<10> text;
+    Fx0ToAx(value, text);
+    const double back = StrToReal(View(text));
+    EXPECT_TRUE(std::isfinite(back)) << View(text);
+    EXPECT_NEAR(back / value, 1.0, 1e-2) << View(text);
+  }
+}
+
+}  // namespace
+}  // namespace quorb
