@@ -1,9 +1,6 @@
 #include "Quorb/KeyIndex.h"
 
-#include <sys/mman.h>
-
 #include <cstdlib>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -11,19 +8,7 @@ namespace quorb {
 namespace {
 
 constexpr std::size_t kFirstCapacity = 1024;
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr uint64_t kGoldenRatio = 0x9E3779B97F4A7C15ull;
-
-// Large tables sit on huge pages where the system offers them: at a million
-// keys a probe then rarely misses the address translation cache.
-void* AllocateSlots(std::size_t bytes) {
-  if (bytes < kHugePage) return std::calloc(1, bytes);
-  const std::size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-  void* memory = std::aligned_alloc(kHugePage, rounded);
-  if (!memory) return nullptr;
-  madvise(memory, rounded, MADV_HUGEPAGE);
-  return std::memset(memory, 0, rounded);
-}
 
 }  // namespace
 
@@ -81,7 +66,7 @@ void KeyIndex::Grow() {
   const std::size_t capacity = slots_ ? (mask_ + 1) * 2 : kFirstCapacity;
   std::unique_ptr<Slot[], FreeSlots> old(std::move(slots_));
   const std::size_t oldCapacity = old ? mask_ + 1 : 0;
-  slots_.reset(static_cast<Slot*>(AllocateSlots(capacity * sizeof(Slot))));
+  slots_.reset(static_cast<Slot*>(std::calloc(capacity, sizeof(Slot))));
   if (!slots_) throw std::bad_alloc();
   mask_ = capacity - 1;
   shift_ = 64 - __builtin_ctzll(capacity);
