@@ -9,6 +9,8 @@
 #include <limits>
 #include <optional>
 
+#include "Services/CharClasses.h"
+
 namespace quorb {
 
 namespace {
@@ -30,16 +32,6 @@ constexpr double kPow10[kMaxExactPower + 1] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5
 constexpr uint64_t kMaxExactInteger = uint64_t{1} << 53;
 // Digits that always fit a uint64_t.
 constexpr int kMaxUint64Digits = 19;
-
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-bool IsSign(char c) {
-  return c == '+' || c == '-';
-}
-bool IsExponentLetter(char c) {
-  return c == 'E' || c == 'e' || c == 'D' || c == 'd';
-}
 
 // Most fields are right-aligned behind a run of blanks: whole words of
 // blanks are stepped over eight characters at a time.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Services/CharClasses.h"
+
 namespace quorb {
 namespace {
 
@@ -10,10 +12,6 @@ namespace {
 constexpr std::string_view kLetters = "ABCDEFGHJKLMNPQRSTUVWXYZ";
 constexpr int32_t kFirstLetterValue = 10;
 constexpr int32_t kMaxAlpha5 = 339999;
-
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 // Value of the first character: a digit, a letter (10..33) or a blank (0).
 int32_t LeadValue(char c) {
@@ -47,8 +45,8 @@ Text<5> NumToAlpha5(int32_t num) {
   if (num < 0 || num > kMaxAlpha5) return text;
   int32_t rest = num;
   for (int i = 4; i >= 1; --i, rest /= 10) text[i] = static_cast<char>('0' + rest % 10);
-  text[0] = rest < kFirstLetterValue ? static_cast<char>('0' + rest)
-                                     : kLetters[rest - kFirstLetterValue];
+  text[0] =
+      rest < kFirstLetterValue ? static_cast<char>('0' + rest) : kLetters[rest - kFirstLetterValue];
   return text;
 }
 

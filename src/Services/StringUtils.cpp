@@ -9,18 +9,10 @@
 #include <optional>
 #include <string>
 
+#include "Services/CharClasses.h"
+
 namespace quorb {
 namespace {
-
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-bool IsSign(char c) {
-  return c == '+' || c == '-';
-}
-bool IsExponentLetter(char c) {
-  return c == 'E' || c == 'e' || c == 'D' || c == 'd';
-}
 
 // Drops what separates a key name from its value.
 std::string_view SkipSeparators(std::string_view s) {
