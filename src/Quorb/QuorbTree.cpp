@@ -114,6 +114,8 @@ int64_t AddDmaVector(const QuorbRecord& rec, bool* linked) {
 int64_t AddComposedVector(const QuorbRecord& rec, bool* linked) {
   const int64_t composed = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
   if (composed == -1) return -1;
+  // The index slot is fetched while the node and its record are made.
+  recordIndex.Prefetch(composed);
   auto node = std::make_unique<QuorbBinTree>();
   node->key = composed;
   node->rec = std::make_unique<QuorbRecord>(rec);
@@ -389,6 +391,7 @@ int32_t QuorbEmptyTree() {
       if (IsDMA(node.key)) RemoveDmaLocked(node.key);
     });
   });
+  ReleaseUnusedStoreMemory();
   return 0;
 }
 

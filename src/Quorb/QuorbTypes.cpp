@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "Quorb/BlockPool.h"
 #include "Services/Calendar.h"
 #include "Services/MessageText.h"
 #include "Services/TraceLog.h"
@@ -38,6 +39,40 @@ bool CheckCount(int32_t value, uint32_t bound, std::string_view before, std::str
   msg.Add(" ").Add(before).AddInt(value).Add(after);
   TraceLogError(msg.View());
   return false;
+}
+
+// Never destroyed: records and nodes may be freed by static destructors at
+// exit.
+BlockPool& RecordPool() {
+  static auto* pool = new BlockPool(sizeof(QuorbRecord));
+  return *pool;
+}
+
+BlockPool& NodePool() {
+  static auto* pool = new BlockPool(sizeof(QuorbBinTree));
+  return *pool;
+}
+
+// Under AddressSanitizer every block comes from the system allocator, so
+// that leaks and uses after free are reported object by object.
+void* PoolAlloc(BlockPool& pool, std::size_t size) {
+#if defined(QUORB_ADDRESS_SANITIZER)
+  return ::operator new(size);
+#else
+  return size == pool.blockSize() ? pool.Alloc() : ::operator new(size);
+#endif
+}
+
+void PoolFree(BlockPool& pool, void* block, std::size_t size) {
+#if defined(QUORB_ADDRESS_SANITIZER)
+  ::operator delete(block, size);
+#else
+  if (size == pool.blockSize()) {
+    pool.Free(block);
+  } else {
+    ::operator delete(block, size);
+  }
+#endif
 }
 
 bool IsValidCoordSys(const Text<5>& coordSys) {
@@ -86,6 +121,27 @@ QuorbRecord& QuorbRecord::operator=(const QuorbRecord& other) {
 
 QuorbRecord::~QuorbRecord() {
   FreeQuorbRecord(*this);
+}
+
+void* QuorbRecord::operator new(std::size_t size) {
+  return PoolAlloc(RecordPool(), size);
+}
+
+void QuorbRecord::operator delete(void* block, std::size_t size) {
+  PoolFree(RecordPool(), block, size);
+}
+
+void* QuorbBinTree::operator new(std::size_t size) {
+  return PoolAlloc(NodePool(), size);
+}
+
+void QuorbBinTree::operator delete(void* block, std::size_t size) {
+  PoolFree(NodePool(), block, size);
+}
+
+void ReleaseUnusedStoreMemory() {
+  RecordPool().ReleaseIfUnused();
+  NodePool().ReleaseIfUnused();
 }
 
 void FreeQuorbRecord(QuorbRecord& rec) {

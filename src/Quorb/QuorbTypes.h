@@ -3,6 +3,7 @@
 #define QUORB_QUORB_QUORBTYPES_H_
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -83,6 +84,11 @@ struct QuorbRecord {
   QuorbRecord(QuorbRecord&&) noexcept = default;
   QuorbRecord& operator=(QuorbRecord&&) noexcept = default;
   ~QuorbRecord();
+
+  // Records on the heap (those of the store above all) come from a pool of
+  // their own; see ReleaseUnusedStoreMemory.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* block, std::size_t size);
 };
 
 // Releases the record's optional parts (maneuver cards, covariance, controls,
@@ -109,7 +115,14 @@ struct QuorbBinTree {
   QuorbBinTree* left = nullptr;
   QuorbBinTree* right = nullptr;
   std::unique_ptr<QuorbRecord> rec;
+
+  static void* operator new(std::size_t size);
+  static void operator delete(void* block, std::size_t size);
 };
+
+// Gives the memory of the record and node pools back to the system when no
+// record or node is left on the heap; otherwise it stays for reuse.
+void ReleaseUnusedStoreMemory();
 
 }  // namespace quorb
 

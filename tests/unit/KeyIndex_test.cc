@@ -25,6 +25,7 @@ TEST(KeyIndexTest, MatchesAMapUnderSetsAndErases) {
       model.erase(key);
     } else {
       QuorbRecord* rec = &records[rng() % records.size()];
+      index.Prefetch(key);
       index.Set(key, rec);
       model[key] = rec;
     }

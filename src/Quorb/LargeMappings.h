@@ -1,0 +1,20 @@
+// Large anonymous mappings for the store's bulk memory (node and record
+// slabs, the key index). Mappings of 2 MiB and more are aligned to 2 MiB and
+// offered huge pages: a million stored vectors then take few page faults and
+// few address-translation misses, which dominate random lookups otherwise.
+#ifndef QUORB_QUORB_LARGEMAPPINGS_H_
+#define QUORB_QUORB_LARGEMAPPINGS_H_
+
+#include <cstddef>
+
+namespace quorb {
+
+// A zero-filled, page-aligned mapping of at least bytes, or nullptr.
+void* MapLarge(std::size_t bytes);
+
+// Returns a mapping made by MapLarge with the same bytes.
+void UnmapLarge(void* mapping, std::size_t bytes);
+
+}  // namespace quorb
+
+#endif  // QUORB_QUORB_LARGEMAPPINGS_H_
