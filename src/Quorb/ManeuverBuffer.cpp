@@ -4,7 +4,7 @@
 
 namespace quorb {
 
-bool ManeuverBuffer::Append(const Line& card) {
+bool ManeuverBuffer::Append(std::string_view card) {
   if (count_ == kManeuvSlots) {
     ++dropped_;
     return false;
@@ -13,7 +13,7 @@ bool ManeuverBuffer::Append(const Line& card) {
     cards_ = std::make_unique<ManeuvCards>();
     cards_->fill(BlankText<kLineLength>());
   }
-  (*cards_)[count_++] = card;
+  SetText((*cards_)[count_++], card);
   return true;
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 #include "Quorb/QuorbTypes.h"
 #include "Services/FixedText.h"
@@ -15,7 +16,7 @@ class ManeuverBuffer {
  public:
   // Keeps card in the next free slot. A record has room for 100 cards; the
   // rest are dropped and counted, and false is returned for each.
-  bool Append(const Line& card);
+  bool Append(std::string_view card);
 
   bool empty() const { return count_ == 0; }
   int32_t count() const { return count_; }

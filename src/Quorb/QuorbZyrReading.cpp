@@ -318,7 +318,7 @@ void ReadZyrQuorbs(int32_t unit, LoadCounts& counts) {
     const std::string_view text = View(line);
     if (IsSkippedLine(text)) continue;
     if (IsManeuvCardType(text)) {
-      d.maneuvers.Append(line);
+      d.maneuvers.Append(text);
       continue;
     }
     ApplyVectorKey(text, d);

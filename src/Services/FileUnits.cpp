@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -34,29 +35,47 @@ class Unit {
 
   bool forWriting() const { return forWriting_; }
 
-  bool ReadLine(Line& line) {
-    if (begin_ == end_ && !Fill()) return false;
-    std::size_t kept = 0;    // characters stored in line
-    std::size_t length = 0;  // characters of the whole line
-    char last = '\0';
+  // The next line: its bytes before the newline, one carriage return before
+  // the newline dropped, cut at kLineLength. The view points into the
+  // buffer and stays valid until the next read, rewind or close.
+  bool ReadLine(std::string_view& view) {
     for (;;) {
       const char* start = buffer_.get() + begin_;
-      const auto* newline = static_cast<const char*>(std::memchr(start, '\n', end_ - begin_));
-      const std::size_t chunk = newline != nullptr ? newline - start : end_ - begin_;
-      const std::size_t taken = std::min(chunk, kLineLength - kept);
-      std::memcpy(line.data() + kept, start, taken);
-      kept += taken;
-      length += chunk;
-      if (chunk > 0) last = start[chunk - 1];
-      begin_ += chunk;
-      if (newline != nullptr) {
-        ++begin_;
-        break;
+      const std::size_t pending = end_ - begin_;
+      if (const auto* newline = static_cast<const char*>(std::memchr(start, '\n', pending))) {
+        const auto length = static_cast<std::size_t>(newline - start);
+        begin_ += length + 1;
+        if (skipping_) {  // the end of a line already given out cut short
+          skipping_ = false;
+          continue;
+        }
+        view = LineOf(start, length);
+        return true;
       }
-      if (!Fill()) break;  // a last line without a newline
+      if (skipping_) {
+        begin_ = end_;
+      } else if (pending > kLineLength + 1) {
+        // Longer than any line kept, whatever ends it: give out its start
+        // and skip the rest on the next read.
+        view = {start, kLineLength};
+        begin_ += kLineLength;
+        skipping_ = true;
+        return true;
+      }
+      if (!Refill()) {
+        if (skipping_ || begin_ == end_) return false;
+        view = LineOf(buffer_.get() + begin_, end_ - begin_);  // no newline at the end
+        begin_ = end_;
+        return true;
+      }
     }
-    if (last == '\r') kept = std::min(kept, length - 1);
-    std::memset(line.data() + kept, ' ', kLineLength - kept);
+  }
+
+  bool ReadLine(Line& line) {
+    std::string_view view;
+    if (!ReadLine(view)) return false;
+    std::memcpy(line.data(), view.data(), view.size());
+    std::memset(line.data() + view.size(), ' ', kLineLength - view.size());
     return true;
   }
 
@@ -64,6 +83,7 @@ class Unit {
     ::lseek(fd_, 0, SEEK_SET);
     begin_ = end_ = 0;
     atEnd_ = false;
+    skipping_ = false;
   }
 
   bool WriteLine(std::string_view text) {
@@ -81,18 +101,28 @@ class Unit {
   }
 
  private:
-  bool Fill() {
-    begin_ = end_ = 0;
+  static std::string_view LineOf(const char* start, std::size_t length) {
+    if (length > 0 && start[length - 1] == '\r') --length;
+    return {start, std::min(length, kLineLength)};
+  }
+
+  // Moves the bytes not yet read to the front of the buffer and reads more
+  // behind them. Returns false when nothing more could be read.
+  bool Refill() {
+    const std::size_t pending = end_ - begin_;
+    std::memmove(buffer_.get(), buffer_.get() + begin_, pending);
+    begin_ = 0;
+    end_ = pending;
     if (atEnd_) return false;
     ssize_t n;
     do {
-      n = ::read(fd_, buffer_.get(), capacity_);
+      n = ::read(fd_, buffer_.get() + end_, capacity_ - end_);
     } while (n < 0 && errno == EINTR);
     if (n <= 0) {
       atEnd_ = true;  // end of file, or an error that ends the reading alike
       return false;
     }
-    end_ = static_cast<std::size_t>(n);
+    end_ += static_cast<std::size_t>(n);
     return true;
   }
 
@@ -132,6 +162,7 @@ class Unit {
   std::size_t begin_ = 0;  // reading: next unread byte
   std::size_t end_ = 0;    // reading: end of the bytes read; writing: bytes pending
   bool atEnd_ = false;
+  bool skipping_ = false;  // reading: the rest of an over-long line is skipped
   bool failed_ = false;
 };
 
@@ -181,6 +212,11 @@ int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode, int32_t /*op
 }
 
 bool UnitReadLine(int32_t unit, Line& line) {
+  Unit* u = FindUnit(unit);
+  return u != nullptr && !u->forWriting() && u->ReadLine(line);
+}
+
+bool UnitReadLine(int32_t unit, std::string_view& line) {
   Unit* u = FindUnit(unit);
   return u != nullptr && !u->forWriting() && u->ReadLine(line);
 }

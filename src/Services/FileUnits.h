@@ -26,6 +26,10 @@ int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode, int32_t opti
 // when the unit is not open for reading.
 bool UnitReadLine(int32_t unit, Line& line);
 
+// The same line as a view of the unit's buffer, without the blank padding:
+// valid until the next read, rewind or close of that unit on this thread.
+bool UnitReadLine(int32_t unit, std::string_view& line);
+
 // Puts a unit open for reading back at its first line.
 void UnitRewind(int32_t unit);
 

@@ -54,9 +54,13 @@ inline std::string_view TrimLeft(std::string_view s) {
   return begin == std::string_view::npos ? std::string_view{} : s.substr(begin);
 }
 
-inline std::string_view Trim(std::string_view s) { return TrimRight(TrimLeft(s)); }
+inline std::string_view Trim(std::string_view s) {
+  return TrimRight(TrimLeft(s));
+}
 
-inline bool IsBlank(std::string_view s) { return s.find_first_not_of(' ') == std::string_view::npos; }
+inline bool IsBlank(std::string_view s) {
+  return s.find_first_not_of(' ') == std::string_view::npos;
+}
 
 // Moves the leading blanks of a text to its end.
 inline void LeftJustify(std::span<char> text) {
@@ -66,6 +70,24 @@ inline void LeftJustify(std::span<char> text) {
   std::copy(text.begin() + first, text.end(), text.begin());
   std::fill(text.end() - first, text.end(), ' ');
 }
+
+// A line that is refilled over and over, as a loader's current card is:
+// only the columns that the previous text used are blanked again.
+class LineBuffer {
+ public:
+  // Holds text, cut at kLineLength, blank-padded.
+  void Assign(std::string_view text) {
+    const std::size_t n = std::min(text.size(), kLineLength);
+    std::copy_n(text.data(), n, line_.data());
+    if (n < used_) std::fill(line_.data() + n, line_.data() + used_, ' ');
+    used_ = n;
+  }
+  const Line& line() const { return line_; }
+
+ private:
+  Line line_ = BlankText<kLineLength>();
+  std::size_t used_ = 0;  // columns past this are blank
+};
 
 }  // namespace quorb
 

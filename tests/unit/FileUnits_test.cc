@@ -29,6 +29,13 @@ Lines ReadAll(int32_t unit) {
   return lines;
 }
 
+// The same lines through the unpadded view of the unit's buffer.
+Lines ReadAllViews(int32_t unit) {
+  Lines lines;
+  for (std::string_view line; UnitReadLine(unit, line);) lines.emplace_back(line);
+  return lines;
+}
+
 TEST(FileUnits, ReadsRecordsOfUpTo512Characters) {
   const std::string longLine = std::string(511, 'a') + "bc" + std::string(100, 'z');
   const std::string nul("x\0y", 3);
@@ -57,6 +64,8 @@ TEST(FileUnits, LinesAcrossBufferBoundariesMatchTheFile) {
   }
   ASSERT_EQ(FileOpen(4, TempFile("big", bytes), kFileModeRead), 0);
   EXPECT_EQ(ReadAll(4), expected);
+  UnitRewind(4);
+  EXPECT_EQ(ReadAllViews(4), expected);
   UnitClose(4);
 }
 
