@@ -37,12 +37,14 @@ char readOnlyQuorbsToken;
 // look at columns 78-80 alone, so a card, by far the most common line, is
 // told by upper-casing those three columns; other lines have their 80
 // columns upper-cased (no test looks past column 80).
-int32_t ClassifyLine(const Line& line) {
+int32_t ClassifyLine(std::string_view line) {
+  const std::string_view columns = line.substr(0, std::min(line.size(), kCardColumns));
   Text<kCardColumns> upper = BlankText<kCardColumns>();
-  const std::string_view columns = View(line).substr(0, kCardColumns);
-  ToUpperCase(std::span(upper).subspan(kCardTagFrom), columns.substr(kCardTagFrom));
-  const int32_t code = QuorbCardType(View(upper));
-  if (code == kCard1P || code == kCard2P) return code;
+  if (columns.size() > kCardTagFrom) {
+    ToUpperCase(std::span(upper).subspan(kCardTagFrom), columns.substr(kCardTagFrom));
+    const int32_t code = QuorbCardType(View(upper));
+    if (code == kCard1P || code == kCard2P) return code;
+  }
   ToUpperCase(upper, columns);
   return QuorbCardType(View(upper));
 }
@@ -58,21 +60,20 @@ class CardPass {
       : topPath_(topPath), unit_(unit), counts_(counts) {}
 
   int32_t Run() {
-    Line line;
-    while (UnitReadLine(unit_, line)) {
-      const std::string_view text = View(line);
+    std::string_view text;
+    while (UnitReadLine(unit_, text)) {
       if (IsSkippedLine(text)) continue;
       if (IsManeuvCardType(text)) {
-        KeepManeuver(line);
+        KeepManeuver(text);
         continue;
       }
-      switch (ClassifyLine(line)) {
+      switch (ClassifyLine(text)) {
         case kCard1P:
-          pending1P_ = line;
+          pending1P_.Assign(text);
           hasPending1P_ = true;
           break;
         case kCard2P:
-          ReadCardSet(line);
+          ReadCardSet(text);
           break;
         case kCardZyrVecData:
           ReadZyrQuorbs(unit_, counts_);
@@ -91,13 +92,13 @@ class CardPass {
   }
 
  private:
-  void KeepManeuver(const Line& line) {
+  void KeepManeuver(std::string_view line) {
     if (!maneuvers_.Append(line) && maneuvers_.dropped() == 1) {
       TraceLogInfo("Warning-ReadOnlyQUORBs: More than 100 maneuver cards; the rest are ignored.");
     }
   }
 
-  void ReadCardSet(const Line& line2) {
+  void ReadCardSet(std::string_view line2) {
     if (!hasPending1P_) {
       ++counts_.bad;
       TraceLogInfo("ReadOnlyQUORBs: Missing 1P card in 1P/2P card set.");
@@ -109,22 +110,25 @@ class CardPass {
       maneuvers_.Clear();
       loadedSince_ = false;
     }
-    status_ = Lines2Quorb(pending1P_, line2, rec_);
+    card2P_.Assign(line2);
+    status_ = Lines2Quorb(pending1P_.line(), card2P_.line(), rec_);
     if (status_ != 0) {
       ++counts_.bad;
       return;
     }
     BlankToZeroChar(std::span(rec_.epochDtg).subspan(kEpochZeroFrom));
-    if (CreateSatKey(rec_.satNum, kVectorElsetType, View(rec_.epochDtg)) == -1) {
+    const int64_t composedKey = CreateSatKey(rec_.satNum, kVectorElsetType, View(rec_.epochDtg));
+    if (composedKey == -1) {
       ++counts_.bad;
       return;
     }
-    AddRecord();
+    AddRecord(composedKey);
   }
 
-  void AddRecord() {
+  // The record has passed validation and composedKey is its key.
+  void AddRecord(int64_t composedKey) {
     bool linked = false;
-    const int64_t key = AddQuorbToMem(rec_, &linked);
+    const int64_t key = AddValidQuorbToMem(rec_, composedKey, &linked);
     if (key == 0) {
       ++counts_.dup;
     } else if (key > 0) {
@@ -161,7 +165,8 @@ class CardPass {
   int32_t unit_;
   LoadCounts& counts_;
   QuorbRecord rec_;  // reused for every card set
-  Line pending1P_;
+  LineBuffer pending1P_;
+  LineBuffer card2P_;
   bool hasPending1P_ = false;
   int32_t status_ = 0;
   ManeuverBuffer maneuvers_;
@@ -171,9 +176,9 @@ class CardPass {
 
 // Loads the file that a keyword line names on unit 4. Returns the status
 // that decides whether the keyword pass goes on.
-int32_t LoadIncludedFile(int32_t code, const Line& line, std::string_view topPath,
+int32_t LoadIncludedFile(int32_t code, std::string_view line, std::string_view topPath,
                          LoadCounts& counts) {
-  const Line name = GetInputFileName(View(line), topPath);
+  const Line name = GetInputFileName(line, topPath);
   const int32_t opened = FileOpen(kIncludedFileUnit, View(name), kFileModeRead, kOpenOption);
   if (opened != 0) return opened;
   int32_t status = 0;
@@ -243,9 +248,9 @@ int32_t ReadQuorbsFrFile(std::string_view path) {
 int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path) {
   UnitRewind(unit);
   LoadCounts counts;
-  Line line;
+  std::string_view line;
   while (UnitReadLine(unit, line)) {
-    if (IsSkippedLine(View(line))) continue;
+    if (IsSkippedLine(line)) continue;
     const int32_t code = ClassifyLine(line);
     if (code == kCardDmaOn) {
       ElsetKeyModeSet(1);

@@ -111,9 +111,7 @@ int64_t AddDmaVector(const QuorbRecord& rec, bool* linked) {
   return key;
 }
 
-int64_t AddComposedVector(const QuorbRecord& rec, bool* linked) {
-  const int64_t composed = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
-  if (composed == -1) return -1;
+int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool* linked) {
   // The index slot is fetched while the node and its record are made.
   recordIndex.Prefetch(composed);
   auto node = std::make_unique<QuorbBinTree>();
@@ -231,7 +229,16 @@ void QuorbEndRead() {
 int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked) {
   if (linked) *linked = false;
   if (ValidateQuorbValues(rec) != 0) return -1;
-  return KeyModeInForce() == 1 ? AddDmaVector(rec, linked) : AddComposedVector(rec, linked);
+  if (KeyModeInForce() == 1) return AddDmaVector(rec, linked);
+  const int64_t composed = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
+  if (composed == -1) return -1;
+  return AddComposedVector(rec, composed, linked);
+}
+
+int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* linked) {
+  if (linked) *linked = false;
+  if (KeyModeInForce() == 1) return AddDmaVector(rec, linked);
+  return AddComposedVector(rec, composedKey, linked);
 }
 
 int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {

@@ -32,6 +32,11 @@ bool QuorbTreeIsEmpty();
 // *linked tells whether a new node entered the tree.
 int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked = nullptr);
 
+// AddQuorbToMem for a record that the caller has validated and whose
+// composed key it has made (a bulk load does both for every card set, and
+// need not pay for them twice).
+int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* linked);
+
 // Links a node the caller made (key and record set) into the tree. A key
 // taken by a different vector is advanced with NextSatKey, up to 100 keys in
 // all; a direct-address key is tried once. Returns the key the node was
