@@ -109,44 +109,53 @@ void FixRightAfterInsert(Node*& link) {
 
 }  // namespace tree_detail
 
+// An AVL tree of 2^63 nodes is less than 1.45 * 63 levels high.
+inline constexpr int kMaxTreeHeight = 96;
+
 // Links node (key set, links empty, balance 0) into the subtree at link.
 // equal(existing, node) tells a duplicate (status 3) from a key collision
 // (status 2); in both cases nothing is linked and the counter stays.
+//
+// The walk goes down remembering the links it passed, then back up while
+// the subtree below has grown by a level, adjusting balances and rotating
+// where a side has become two levels higher: the steps of the recursive
+// insertion, without a call per level.
 template <class Node, class EqualFn>
 void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& equal) {
-  if (!link) {
-    link = node;
-    node->seqNum = RaiseInsertionCounter();
-    status = kTreeLinkedGrew;
-    return;
+  Node** path[kMaxTreeHeight];
+  int depth = 0;
+  Node** at = &link;
+  while (Node* top = *at) {
+    if (node->key == top->key) {
+      status = equal(*top, *node) ? kTreeDuplicate : kTreeKeyTaken;
+      return;
+    }
+    path[depth++] = at;
+    at = node->key < top->key ? &top->left : &top->right;
   }
-  Node* top = link;
-  if (node->key < top->key) {
-    AddNodeRecursive(top->left, node, status, equal);
-    if (status != kTreeLinkedGrew) return;
-    if (top->balance == 1) {
+  *at = node;
+  node->seqNum = RaiseInsertionCounter();
+  status = kTreeLinkedGrew;
+  while (depth > 0) {
+    Node*& up = *path[--depth];
+    Node* top = up;
+    const int32_t grownSide = node->key < top->key ? -1 : 1;
+    if (top->balance == -grownSide) {
       top->balance = 0;
       status = kTreeLinked;
-    } else if (top->balance == 0) {
-      top->balance = -1;
-    } else {
-      tree_detail::FixLeftAfterInsert(link);
-      status = kTreeLinked;
+      return;
     }
-  } else if (node->key > top->key) {
-    AddNodeRecursive(top->right, node, status, equal);
-    if (status != kTreeLinkedGrew) return;
-    if (top->balance == -1) {
-      top->balance = 0;
-      status = kTreeLinked;
-    } else if (top->balance == 0) {
-      top->balance = 1;
-    } else {
-      tree_detail::FixRightAfterInsert(link);
-      status = kTreeLinked;
+    if (top->balance == 0) {
+      top->balance = grownSide;
+      continue;
     }
-  } else {
-    status = equal(*top, *node) ? kTreeDuplicate : kTreeKeyTaken;
+    if (grownSide < 0) {
+      tree_detail::FixLeftAfterInsert(up);
+    } else {
+      tree_detail::FixRightAfterInsert(up);
+    }
+    status = kTreeLinked;
+    return;
   }
 }
 
