@@ -231,6 +231,17 @@ constexpr std::array<char, 200> kDigitPairs = [] {
   return pairs;
 }();
 
+// kPow10Int[n] is the least number of n + 1 digits.
+constexpr std::array<uint64_t, 20> kPow10Int = [] {
+  std::array<uint64_t, 20> powers{};
+  uint64_t power = 1;
+  for (uint64_t& p : powers) {
+    p = power;
+    power *= 10;
+  }
+  return powers;
+}();
+
 char* PutPair(char* p, uint64_t pair) {
   p -= 2;
   std::memcpy(p, &kDigitPairs[2 * pair], 2);
@@ -257,56 +268,85 @@ char* PutAllDigits(char* p, uint64_t value) {
   return p;
 }
 
-// Writes the fixed-point text of units (in 10^-decimals) so that it ends
-// at end; returns its start.
-char* FormatUnits(char* end, uint64_t units, int decimals, bool negative) {
-  char* p = PutLowDigits(end, units, decimals);
-  if (decimals > 0) *--p = '.';
-  p = PutAllDigits(p, units);
+// Writes magnitude, a '-' before it when negative, so that it ends at end,
+// and blanks from begin up to it. Returns false, having written nothing, when
+// it does not fit.
+bool PutWhole(char* begin, char* end, uint64_t magnitude, bool negative) {
+  const std::ptrdiff_t room = end - begin - (negative ? 1 : 0);
+  const bool fits = room >= std::ssize(kPow10Int) || (room > 0 && magnitude < kPow10Int[room]);
+  if (!fits) return false;
+  char* p = PutAllDigits(end, magnitude);
   if (negative) *--p = '-';
-  return p;
+  std::fill(begin, p, ' ');
+  return true;
 }
 
-// The fixed-point text of value, in buf; empty when it does not fit there.
-std::span<char> FixedText(std::span<char> buf, double value, int decimals) {
-  if (const std::optional<uint64_t> units = RoundToUnits(std::abs(value), decimals)) {
-    char* const end = buf.data() + buf.size();
-    return {FormatUnits(end, *units, decimals, std::signbit(value)), end};
+// Writes units (in 10^-decimals) in fixed point, right-aligned in out; the
+// zero before the point of a value below 1 goes when only that makes it fit.
+// Returns false when it does not fit.
+bool PutUnits(std::span<char> out, uint64_t units, int decimals, bool negative) {
+  char* const begin = out.data();
+  char* const end = begin + out.size();
+  if (decimals == 0) return PutWhole(begin, end, units, negative);
+  if (static_cast<std::size_t>(decimals) + (negative ? 2 : 1) > out.size()) return false;
+  char* p = PutLowDigits(end, units, decimals);
+  *--p = '.';
+  if (units == 0 && p - begin == (negative ? 1 : 0)) {
+    if (negative) *--p = '-';
+    return true;
   }
-  const auto [ptr, ec] =
-      std::to_chars(buf.data(), buf.data() + buf.size(), value, std::chars_format::fixed, decimals);
-  if (ec != std::errc{}) return {};
-  return {buf.data(), ptr};
+  return PutWhole(begin, p, units, negative);
 }
 
 // "0.5" becomes ".5" and "-0.5" becomes "-.5"; other texts stay as they are.
-std::span<char> DropLeadingZero(std::span<char> text) {
+std::string_view DropLeadingZero(std::span<char> text) {
   const std::size_t sign = text[0] == '-' ? 1 : 0;
-  if (text.size() < sign + 2 || text[sign] != '0' || text[sign + 1] != '.') return text;
+  if (text.size() < sign + 2 || text[sign] != '0' || text[sign + 1] != '.') {
+    return {text.data(), text.size()};
+  }
   if (sign == 1) text[1] = '-';
-  return text.subspan(1);
+  return {text.data() + 1, text.size() - 1};
+}
+
+// The values whose count of units is not exact in a double: to_chars writes
+// them.
+void WriteWideFixed(std::span<char> out, double value, int decimals) {
+  // Room for any value that could fit a card column; a longer text could
+  // not fit anyway and is written as asterisks.
+  char buf[96];
+  const auto [ptr, ec] =
+      std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, decimals);
+  if (ec != std::errc{}) {
+    std::fill(out.begin(), out.end(), '*');
+    return;
+  }
+  std::span<char> text(buf, ptr);
+  RightAlign(out, text.size() == out.size() + 1 ? DropLeadingZero(text)
+                                                : std::string_view(text.data(), text.size()));
 }
 
 }  // namespace
 
 void WriteFixedField(std::span<char> out, double value, int decimals) {
-  // Room for any value that could fit a card column; a longer text could
-  // not fit anyway and is written as asterisks.
-  char buf[96];
-  std::span<char> text = std::isfinite(value) ? FixedText(buf, value, decimals) : std::span<char>{};
-  if (text.empty()) {
+  if (!std::isfinite(value)) {
     std::fill(out.begin(), out.end(), '*');
     return;
   }
-  // The zero before the point of a value below 1 goes when that makes it fit.
-  if (text.size() == out.size() + 1) text = DropLeadingZero(text);
-  RightAlign(out, {text.data(), text.size()});
+  const std::optional<uint64_t> units = RoundToUnits(std::abs(value), decimals);
+  if (!units) {
+    WriteWideFixed(out, value, decimals);
+  } else if (!PutUnits(out, *units, decimals, std::signbit(value))) {
+    std::fill(out.begin(), out.end(), '*');
+  }
 }
 
 void WriteIntField(std::span<char> out, int64_t value) {
-  char buf[24];
-  const auto [ptr, ec] = std::to_chars(buf, buf + sizeof buf, value);
-  RightAlign(out, std::string_view(buf, ptr - buf));
+  // The magnitude of the most negative value only fits the unsigned type.
+  const uint64_t magnitude =
+      value < 0 ? uint64_t{0} - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+  if (!PutWhole(out.data(), out.data() + out.size(), magnitude, value < 0)) {
+    std::fill(out.begin(), out.end(), '*');
+  }
 }
 
 }  // namespace quorb

@@ -73,9 +73,9 @@ TEST(ReadRealField, ReadsTheNearestDouble) {
     std::string text;
     for (int n = i % 2 ? length(rng) % 13 + 1 : length(rng); n > 0; --n)
       text += static_cast<char>('0' + digit(rng));
-    text.insert(static_cast<std::size_t>(digit(rng)) % (text.size() + 1), ".");
-    if (i % 4 == 0) text += "e" + std::to_string(exponent(rng));
-    if (i % 4 == 1) text += "e" + std::to_string(exponent(rng) % 25);
+    text.insert(static_cast<std::size_t>(digit(rng)) % (text.size() + 1), 1, '.');
+    if (i % 4 == 0) text.append("e").append(std::to_string(exponent(rng)));
+    if (i % 4 == 1) text.append("e").append(std::to_string(exponent(rng) % 25));
     double want = 0.0;
     const bool inRange =
         std::from_chars(text.data(), text.data() + text.size(), want).ec == std::errc{};
@@ -162,6 +162,38 @@ TEST(WriteFixedField, RoundsLikeToChars) {
   }
 }
 
+// What to_chars writes, right-aligned in width columns; the zero before the
+// point goes when only that makes the text fit.
+std::string ToCharsFixed(double value, int width, int decimals) {
+  char buf[400];
+  std::string text(
+      buf, std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, decimals).ptr);
+  const std::size_t zero = text[0] == '-' ? 1 : 0;
+  if (static_cast<int>(text.size()) == width + 1 && text.compare(zero, 2, "0.") == 0) {
+    text.erase(zero, 1);
+  }
+  if (static_cast<int>(text.size()) > width) return std::string(width, '*');
+  std::string out(width - text.size(), ' ');
+  return out.append(text);
+}
+
+// Narrower, exact and wider columns for each text: whole values, values that
+// round to zero or up into another digit, and values too large for a whole
+// count of units in a double.
+TEST(WriteFixedField, EveryWidthAroundTheText) {
+  const double values[] = {0.0,     -0.0,    -0.00004,  0.00005,    0.5,
+                           -0.5,    0.99995, -0.999951, 9999.99995, -9999.99995,
+                           123.456, 1.0e9,   -1.0e20,   4.5e11,     2.5e-22};
+  for (const double value : values) {
+    for (const int decimals : {0, 1, 4, 9, 15, 22}) {
+      for (int width = 1; width <= 60; ++width) {
+        ASSERT_EQ(WriteFixed(value, width, decimals), ToCharsFixed(value, width, decimals))
+            << value << " with " << decimals << " decimals in " << width << " columns";
+      }
+    }
+  }
+}
+
 TEST(WriteIntField, RightAlignedOrAsterisks) {
   const auto write = [](int64_t value, int width) {
     std::string out(width, '?');
@@ -174,6 +206,20 @@ TEST(WriteIntField, RightAlignedOrAsterisks) {
   EXPECT_EQ(write(1234567, 6), "******");
   EXPECT_EQ(write(-123456, 6), "******");
   EXPECT_EQ(write(std::numeric_limits<int64_t>::min(), 4), "****");
+  EXPECT_EQ(write(std::numeric_limits<int64_t>::min(), 21), " -9223372036854775808");
+  EXPECT_EQ(write(std::numeric_limits<int64_t>::min(), 20), "-9223372036854775808");
+  EXPECT_EQ(write(std::numeric_limits<int64_t>::min(), 19), "*******************");
+  EXPECT_EQ(write(std::numeric_limits<uint64_t>::max() / 2, 19), "9223372036854775807");
+  // A text exactly as wide as its columns, and one column wider.
+  for (int64_t power = 1;; power *= 10) {
+    for (const int64_t value : {power, power - 1, -power, 1 - power}) {
+      const std::string text = std::to_string(value);
+      const int width = static_cast<int>(text.size());
+      EXPECT_EQ(write(value, width), text);
+      EXPECT_EQ(write(value, width - 1), std::string(width - 1, '*'));
+    }
+    if (power > std::numeric_limits<int64_t>::max() / 10) break;
+  }
 }
 
 // Random texts over the characters a numeric field may hold, and one it may
