@@ -179,6 +179,58 @@ std::string RealText(double value, int width) {
   return best;
 }
 
+// Powers of ten that a double holds exactly.
+constexpr int kMaxExactPower = 22;
+constexpr double kExactPow10[kMaxExactPower + 1] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                    1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                                    1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+// Below this many units a value's rounding interval spans less than a
+// quarter unit, so at most one whole number of units reads back as the
+// value, and it is the nearest one.
+constexpr double kMaxShortUnits = 1e15;
+
+// Writes units (in 10^-decimals, decimals >= 1) in fixed point, right-aligned
+// in out, blanks before it; false when it does not fit.
+bool PutFixed(std::span<char> out, uint64_t units, int decimals, bool negative) {
+  const std::size_t sign = negative ? 1 : 0;
+  if (out.size() < sign + 2 + static_cast<std::size_t>(decimals)) return false;
+  char* const begin = out.data();
+  char* p = begin + out.size();
+  for (int i = 0; i < decimals; ++i, units /= 10) *--p = static_cast<char>('0' + units % 10);
+  *--p = '.';
+  do {
+    if (p - begin == static_cast<std::ptrdiff_t>(sign)) return false;
+    *--p = static_cast<char>('0' + units % 10);
+    units /= 10;
+  } while (units != 0);
+  if (negative) *--p = '-';
+  std::fill(begin, p, ' ');
+  return true;
+}
+
+// Writes the shortest exact fixed form of value (finite) when it fits out
+// and has few digits, as to_chars would, without its search: the fewest
+// decimals at which a whole number of units reads back as value give it.
+// False, with out in any state, otherwise.
+bool PutShortestFixed(double value, std::span<char> out) {
+  const double magnitude = std::abs(value);
+  const bool negative = std::signbit(value);
+  const std::size_t sign = negative ? 1 : 0;
+  for (int decimals = 0; decimals <= kMaxExactPower; ++decimals) {
+    if (sign + 2 + static_cast<std::size_t>(decimals) > out.size()) return false;
+    const double scaled = magnitude * kExactPow10[decimals];
+    if (!(scaled < kMaxShortUnits)) return false;
+    const auto units = static_cast<uint64_t>(scaled + 0.5);
+    // Both operands are exact: the quotient is the double nearest units /
+    // 10^decimals, which is what reading that text gives.
+    if (static_cast<double>(units) / kExactPow10[decimals] != magnitude) continue;
+    // A whole value keeps one zero decimal: the cards need the point.
+    return decimals == 0 ? PutFixed(out, units * 10, 1, negative)
+                         : PutFixed(out, units, decimals, negative);
+  }
+  return false;
+}
+
 bool FileExists(const std::string& path) {
   struct stat info;
   return path.find('\0') == std::string::npos && ::stat(path.c_str(), &info) == 0;
@@ -263,22 +315,8 @@ void Fx0ToAx(double value, std::span<char> out) {
     std::fill(out.begin(), out.end(), '*');
     return;
   }
-  // Most values fit in their shortest exact form: written without a heap
-  // string, as a card writer does for every force-model term.
-  char shortest[40];
-  const auto [end, error] =
-      std::to_chars(shortest, shortest + sizeof shortest - 2, value, std::chars_format::fixed);
-  std::size_t length = error == std::errc() ? static_cast<std::size_t>(end - shortest) : 0;
-  if (length > 0 && std::find(shortest, shortest + length, '.') == shortest + length) {
-    shortest[length++] = '.';
-    shortest[length++] = '0';
-  }
-  std::string_view text(shortest, length);
-  std::string fallback;
-  if (length == 0 || length > out.size()) {
-    fallback = RealText(value, static_cast<int>(out.size()));
-    text = fallback;
-  }
+  if (PutShortestFixed(value, out)) return;
+  const std::string text = RealText(value, static_cast<int>(out.size()));
   if (text.empty() || text.size() > out.size()) {
     std::fill(out.begin(), out.end(), '*');
     return;

@@ -20,10 +20,10 @@ std::string Str(std::span<const char> text) {
   return {text.begin(), text.end()};
 }
 
-std::string Ax(double value) {
-  char out[10];
+std::string Ax(double value, std::size_t width = 10) {
+  std::string out(width, '?');
   Fx0ToAx(value, out);
-  return {out, 10};
+  return out;
 }
 
 std::string RandomText(std::mt19937& random, const std::string& alphabet) {
@@ -128,9 +128,11 @@ TEST(StringUtils, RealsOnTenColumns) {
     std::string digits(1 + random() % 7, '0');
     for (char& c : digits) c = static_cast<char>('0' + random() % 10);
     const std::size_t point = random() % (digits.size() + 1);
-    const std::string text = (random() % 2 ? "-" : "") +
-                             (point > 0 ? digits.substr(0, point) : "0") + "." +
-                             std::string(point > 0 ? 0 : random() % 3, '0') + digits.substr(point);
+    std::string text(random() % 2 ? "-" : "");
+    text.append(point > 0 ? digits.substr(0, point) : "0")
+        .append(".")
+        .append(point > 0 ? 0 : random() % 3, '0')
+        .append(digits.substr(point));
     double value;
     std::from_chars(text.data(), text.data() + text.size(), value);
     ASSERT_TRUE(text.size() > 10 || StrToReal(Ax(value)) == value) << text << " -> " << Ax(value);
@@ -139,6 +141,37 @@ TEST(StringUtils, RealsOnTenColumns) {
         std::ldexp(static_cast<double>(random() >> 11), static_cast<int>(random() % 1800) - 1100);
     ASSERT_NEAR(StrToReal(Ax(value)), value, value * 5e-4) << Ax(value);
   }
+}
+
+// A value that a few decimals hold exactly is written in its shortest exact
+// form, the one to_chars gives, in any columns wide enough for it.
+TEST(StringUtils, ShortDecimalsKeepTheirShortestForm) {
+  std::mt19937_64 random(31);
+  int written = 0;
+  for (int i = 0; i < 100'000; ++i) {
+    std::string decimal(random() % 2 ? "-" : "");
+    decimal.append(std::to_string(random() % 1'000'000'000))
+        .append("e-")
+        .append(std::to_string(random() % 12));
+    double value;
+    std::from_chars(decimal.data(), decimal.data() + decimal.size(), value);
+    if (i % 4 == 0) value = std::nextafter(value, random() % 2 ? -HUGE_VAL : HUGE_VAL);
+    char buf[400];
+    std::string shortest(buf,
+                         std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed).ptr);
+    if (shortest.find('.') == std::string::npos) shortest += ".0";
+    for (std::size_t width = shortest.size(); width <= std::max<std::size_t>(shortest.size(), 12);
+         ++width) {
+      std::string want(width - shortest.size(), ' ');
+      ASSERT_EQ(Ax(value, width), want.append(shortest)) << decimal;
+      ++written;
+    }
+  }
+  EXPECT_GT(written, 100'000);
+  EXPECT_EQ(Ax(-0.0) + Ax(99999999.0) + Ax(1e-8), "      -0.099999999.00.00000001");
+  EXPECT_EQ(Ax(-99999999.0) + Ax(-1e-8) + Ax(0.1 + 0.2), "-99999999.  -1.0E-08       0.3");
+  // Columns that hold the digits but not the sign as well.
+  EXPECT_EQ(Ax(-123.5, 5) + Ax(-12345678.0) + Ax(-0.5, 3), "-124.-12345678.-0.");
 }
 
 }  // namespace
