@@ -1,5 +1,6 @@
 #include "Quorb/QuorbTypes.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -22,22 +23,34 @@ constexpr uint32_t kMaxSatNum = 999999999;
 constexpr uint32_t kMaxRevNum = 999999;
 constexpr uint32_t kMaxElsetNum = 9999;
 
+// Every stored vector is validated, so the checks themselves stay small
+// enough to inline and the messages are built apart, only for a failure.
+[[gnu::cold, gnu::noinline]] void ReportReal(double value, std::string_view name,
+                                             std::string_view after) {
+  MessageText msg;
+  msg.Add(" ValidateQuorbValues: Invalid ").Add(name).Add(" = ").AddReal(value).Add(after);
+  TraceLogError(msg.View());
+}
+
+[[gnu::cold, gnu::noinline]] void ReportCount(int32_t value, std::string_view before,
+                                              std::string_view after) {
+  MessageText msg;
+  msg.Add(" ").Add(before).AddInt(value).Add(after);
+  TraceLogError(msg.View());
+}
+
 // A NaN is not greater than the bound and passes, as the checks compare
 // only magnitudes.
 bool CheckReal(double value, double bound, std::string_view name, std::string_view after) {
   if (!(std::fabs(value) > bound)) return true;
-  MessageText msg;
-  msg.Add(" ValidateQuorbValues: Invalid ").Add(name).Add(" = ").AddReal(value).Add(after);
-  TraceLogError(msg.View());
+  ReportReal(value, name, after);
   return false;
 }
 
 // Negative values fail as well: the comparison is unsigned.
 bool CheckCount(int32_t value, uint32_t bound, std::string_view before, std::string_view after) {
   if (static_cast<uint32_t>(value) <= bound) return true;
-  MessageText msg;
-  msg.Add(" ").Add(before).AddInt(value).Add(after);
-  TraceLogError(msg.View());
+  ReportCount(value, before, after);
   return false;
 }
 
@@ -75,14 +88,22 @@ void PoolFree(BlockPool& pool, void* block, std::size_t size) {
 #endif
 }
 
+// The five characters as one number, so that a code is checked against the
+// valid ones in a few compares.
+constexpr uint64_t CodeValue(std::string_view code) {
+  uint64_t value = 0;
+  for (const char c : code) value = value << 8 | static_cast<unsigned char>(c);
+  return value;
+}
+
+// Blanks, then the codes in the order they are most common.
+constexpr uint64_t kValidCoordSys[] = {CodeValue("     "), CodeValue("MMJ2K"), CodeValue("TMDAT"),
+                                       CodeValue("TMEPO"), CodeValue("MMB50")};
+
 bool IsValidCoordSys(const Text<5>& coordSys) {
-  static constexpr std::string_view kValid[] = {"TMDAT", "TMEPO", "MMB50", "MMJ2K"};
-  const std::string_view text = View(coordSys);
-  if (IsBlank(text)) return true;
-  for (std::string_view valid : kValid) {
-    if (text == valid) return true;
-  }
-  return false;
+  const uint64_t value = CodeValue(View(coordSys));
+  return std::find(std::begin(kValidCoordSys), std::end(kValidCoordSys), value) !=
+         std::end(kValidCoordSys);
 }
 
 }  // namespace
