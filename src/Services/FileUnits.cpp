@@ -12,7 +12,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 #include "Services/TraceLog.h"
 
@@ -166,12 +166,24 @@ class Unit {
   bool failed_ = false;
 };
 
-// Each thread has its own units; they close when the thread ends.
-thread_local std::unordered_map<int32_t, Unit> units;
+struct OpenUnit {
+  int32_t number;
+  std::unique_ptr<Unit> unit;
+};
+
+// Each thread has its own units; they close when the thread ends. A thread
+// has a handful open at once and looks one up for every line it reads, so
+// a short list beats hashing.
+thread_local std::vector<OpenUnit> units;
+
+std::vector<OpenUnit>::iterator FindOpenUnit(int32_t unit) {
+  return std::find_if(units.begin(), units.end(),
+                      [unit](const OpenUnit& open) { return open.number == unit; });
+}
 
 Unit* FindUnit(int32_t unit) {
-  const auto it = units.find(unit);
-  return it != units.end() ? &it->second : nullptr;
+  const auto it = FindOpenUnit(unit);
+  return it != units.end() ? it->unit.get() : nullptr;
 }
 
 // A descriptor for path in the given mode, or -1. Reading takes regular
@@ -207,7 +219,7 @@ int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode, int32_t /*op
     TraceLogError("FileOpen: Cannot open file \"" + path + "\".");
     return 2;
   }
-  units.try_emplace(unit, fd, mode != kFileModeRead);
+  units.push_back({unit, std::make_unique<Unit>(fd, mode != kFileModeRead)});
   return 0;
 }
 
@@ -232,9 +244,9 @@ bool UnitWriteLine(int32_t unit, std::string_view text) {
 }
 
 bool UnitClose(int32_t unit) {
-  const auto it = units.find(unit);
+  const auto it = FindOpenUnit(unit);
   if (it == units.end()) return true;
-  const bool closed = it->second.Close();
+  const bool closed = it->unit->Close();
   units.erase(it);
   return closed;
 }
