@@ -1,7 +1,9 @@
 #include "Quorb/BlockPool.h"
 
 #include <algorithm>
+#include <mutex>
 #include <new>
+#include <thread>
 
 #include "Quorb/LargeMappings.h"
 
@@ -22,7 +24,15 @@ namespace {
 constexpr std::size_t kFirstSlabBytes = std::size_t{256} << 10;
 constexpr std::size_t kLargestSlabBytes = std::size_t{64} << 20;
 
+constexpr int kSpinsBeforeYield = 64;
+
 }  // namespace
+
+void SpinLock::WaitWhileHeld() const {
+  for (int spins = 0; held_.load(std::memory_order_relaxed); ++spins) {
+    if (spins >= kSpinsBeforeYield) std::this_thread::yield();
+  }
+}
 
 BlockPool::BlockPool(std::size_t blockSize) : blockSize_(std::max(blockSize, sizeof(FreeBlock))) {}
 
@@ -31,7 +41,7 @@ BlockPool::~BlockPool() {
 }
 
 void* BlockPool::Alloc() {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(lock_);
   void* block;
   if (freeList_ != nullptr) {
     QUORB_UNPOISON(freeList_, blockSize_);
@@ -49,7 +59,7 @@ void* BlockPool::Alloc() {
 
 void BlockPool::Free(void* block) {
   if (block == nullptr) return;
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(lock_);
   auto* freed = static_cast<FreeBlock*>(block);
   freed->next = freeList_;
   freeList_ = freed;
@@ -58,7 +68,7 @@ void BlockPool::Free(void* block) {
 }
 
 void BlockPool::ReleaseIfUnused() {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(lock_);
   if (live_ != 0) return;
   for (const Slab& slab : slabs_) UnmapLarge(slab.memory, slab.bytes);
   slabs_.clear();
@@ -67,7 +77,7 @@ void BlockPool::ReleaseIfUnused() {
 }
 
 std::size_t BlockPool::live() const {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(lock_);
   return live_;
 }
 

@@ -122,16 +122,17 @@ inline constexpr int kMaxTreeHeight = 96;
 // insertion, without a call per level.
 template <class Node, class EqualFn>
 void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& equal) {
+  const int64_t key = node->key;
   Node** path[kMaxTreeHeight];
   int depth = 0;
   Node** at = &link;
   while (Node* top = *at) {
-    if (node->key == top->key) {
+    if (key == top->key) {
       status = equal(*top, *node) ? kTreeDuplicate : kTreeKeyTaken;
       return;
     }
     path[depth++] = at;
-    at = node->key < top->key ? &top->left : &top->right;
+    at = key < top->key ? &top->left : &top->right;
   }
   *at = node;
   node->seqNum = RaiseInsertionCounter();
@@ -139,7 +140,7 @@ void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& e
   while (depth > 0) {
     Node*& up = *path[--depth];
     Node* top = up;
-    const int32_t grownSide = node->key < top->key ? -1 : 1;
+    const int32_t grownSide = key < top->key ? -1 : 1;
     if (top->balance == -grownSide) {
       top->balance = 0;
       status = kTreeLinked;
