@@ -43,9 +43,11 @@ QUORB_API int32_t QuorbGetCount(void);
  * ascending key. satKeys needs room for QuorbGetCount() keys; on an empty
  * store it is left untouched (and a warning is logged). */
 QUORB_API void QuorbGetLoaded(int32_t order, int64_t* satKeys);
-/* Removes one vector. Returns 0, or 2 when the key is not stored. */
+/* Removes one vector. Returns 0, or 2 when the key is not stored. Its memory
+ * is kept for vectors added later. */
 QUORB_API int32_t QuorbRemoveSat(int64_t satKey);
-/* Removes every vector. Returns 0. */
+/* Removes every vector and gives the store's memory back to the system.
+ * Returns 0. */
 QUORB_API int32_t QuorbRemoveAllSats(void);
 
 /* ---- Files --------------------------------------------------------------- */
