@@ -209,7 +209,8 @@ std::optional<uint64_t> RoundToUnits(double magnitude, int decimals) {
   const double scale = kPow10[decimals];
   const double product = magnitude * scale;
   if (!(product < static_cast<double>(kMaxExactInteger / 2))) return std::nullopt;
-  auto units = static_cast<uint64_t>(product);  // product >= 0: the cast floors
+  // product >= 0: the cast floors; a signed one is a single instruction.
+  auto units = static_cast<uint64_t>(static_cast<int64_t>(product));
   const double fraction = product - static_cast<double>(units);
   if (fraction > 0.5) return units + 1;
   if (fraction < 0.5) return units;
@@ -242,7 +243,10 @@ constexpr std::array<uint64_t, 20> kPow10Int = [] {
   return powers;
 }();
 
-char* PutPair(char* p, uint64_t pair) {
+// The digit writers take the narrowest type that holds the value: 32-bit
+// divisions by constants are cheaper, and most counts of a card fit.
+template <typename Unsigned>
+char* PutPair(char* p, Unsigned pair) {
   p -= 2;
   std::memcpy(p, &kDigitPairs[2 * pair], 2);
   return p;
@@ -250,7 +254,8 @@ char* PutPair(char* p, uint64_t pair) {
 
 // Writes the count lowest digits of value so that they end at p; returns
 // their start and leaves the higher digits in value.
-char* PutLowDigits(char* p, uint64_t& value, int count) {
+template <typename Unsigned>
+char* PutLowDigits(char* p, Unsigned& value, int count) {
   for (; count >= 2; count -= 2, value /= 100) p = PutPair(p, value % 100);
   if (count == 1) {
     *--p = static_cast<char>('0' + value % 10);
@@ -261,7 +266,8 @@ char* PutLowDigits(char* p, uint64_t& value, int count) {
 
 // Writes all digits of value, at least one, so that they end at p; returns
 // their start.
-char* PutAllDigits(char* p, uint64_t value) {
+template <typename Unsigned>
+char* PutAllDigits(char* p, Unsigned value) {
   for (; value >= 100; value /= 100) p = PutPair(p, value % 100);
   if (value >= 10) return PutPair(p, value);
   *--p = static_cast<char>('0' + value);
@@ -271,7 +277,8 @@ char* PutAllDigits(char* p, uint64_t value) {
 // Writes magnitude, a '-' before it when negative, so that it ends at end,
 // and blanks from begin up to it. Returns false, having written nothing, when
 // it does not fit.
-bool PutWhole(char* begin, char* end, uint64_t magnitude, bool negative) {
+template <typename Unsigned>
+bool PutWhole(char* begin, char* end, Unsigned magnitude, bool negative) {
   const std::ptrdiff_t room = end - begin - (negative ? 1 : 0);
   const bool fits = room >= std::ssize(kPow10Int) || (room > 0 && magnitude < kPow10Int[room]);
   if (!fits) return false;
@@ -284,7 +291,8 @@ bool PutWhole(char* begin, char* end, uint64_t magnitude, bool negative) {
 // Writes units (in 10^-decimals) in fixed point, right-aligned in out; the
 // zero before the point of a value below 1 goes when only that makes it fit.
 // Returns false when it does not fit.
-bool PutUnits(std::span<char> out, uint64_t units, int decimals, bool negative) {
+template <typename Unsigned>
+bool PutUnits(std::span<char> out, Unsigned units, int decimals, bool negative) {
   char* const begin = out.data();
   char* const end = begin + out.size();
   if (decimals == 0) return PutWhole(begin, end, units, negative);
@@ -335,9 +343,13 @@ void WriteFixedField(std::span<char> out, double value, int decimals) {
   const std::optional<uint64_t> units = RoundToUnits(std::abs(value), decimals);
   if (!units) {
     WriteWideFixed(out, value, decimals);
-  } else if (!PutUnits(out, *units, decimals, std::signbit(value))) {
-    std::fill(out.begin(), out.end(), '*');
+    return;
   }
+  const bool negative = std::signbit(value);
+  const bool fits = *units <= std::numeric_limits<uint32_t>::max()
+                        ? PutUnits(out, static_cast<uint32_t>(*units), decimals, negative)
+                        : PutUnits(out, *units, decimals, negative);
+  if (!fits) std::fill(out.begin(), out.end(), '*');
 }
 
 void WriteIntField(std::span<char> out, int64_t value) {

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -184,18 +185,22 @@ constexpr int kMaxExactPower = 22;
 constexpr double kExactPow10[kMaxExactPower + 1] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                     1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                                     1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-// Below this many units a value's rounding interval spans less than a
-// quarter unit, so at most one whole number of units reads back as the
-// value, and it is the nearest one.
-constexpr double kMaxShortUnits = 1e15;
+// Counts of units below this fit 32 bits, and a value's rounding interval
+// spans far less than a unit of them: at most one whole count reads back as
+// the value, the nearest. Ten columns show at most nine digits, which stay
+// below it.
+constexpr double kMaxShortUnits = std::numeric_limits<uint32_t>::max();
 
-// Writes units (in 10^-decimals, decimals >= 1) in fixed point, right-aligned
-// in out, blanks before it; false when it does not fit.
-bool PutFixed(std::span<char> out, uint64_t units, int decimals, bool negative) {
+// Writes units (in 10^-decimals) in fixed point, right-aligned in out,
+// blanks before it; a whole value keeps one zero decimal, as the cards need
+// the point. False when it does not fit.
+bool PutFixed(std::span<char> out, uint32_t units, int decimals, bool negative) {
   const std::size_t sign = negative ? 1 : 0;
-  if (out.size() < sign + 2 + static_cast<std::size_t>(decimals)) return false;
+  const auto shown = static_cast<std::size_t>(std::max(decimals, 1));
+  if (out.size() < sign + 2 + shown) return false;
   char* const begin = out.data();
   char* p = begin + out.size();
+  if (decimals == 0) *--p = '0';
   for (int i = 0; i < decimals; ++i, units /= 10) *--p = static_cast<char>('0' + units % 10);
   *--p = '.';
   do {
@@ -210,23 +215,23 @@ bool PutFixed(std::span<char> out, uint64_t units, int decimals, bool negative) 
 
 // Writes the shortest exact fixed form of value (finite) when it fits out
 // and has few digits, as to_chars would, without its search: the fewest
-// decimals at which a whole number of units reads back as value give it.
+// decimals at which a whole count of units reads back as value give it.
 // False, with out in any state, otherwise.
 bool PutShortestFixed(double value, std::span<char> out) {
   const double magnitude = std::abs(value);
   const bool negative = std::signbit(value);
   const std::size_t sign = negative ? 1 : 0;
   for (int decimals = 0; decimals <= kMaxExactPower; ++decimals) {
-    if (sign + 2 + static_cast<std::size_t>(decimals) > out.size()) return false;
+    if (sign + 2 + static_cast<std::size_t>(std::max(decimals, 1)) > out.size()) return false;
     const double scaled = magnitude * kExactPow10[decimals];
     if (!(scaled < kMaxShortUnits)) return false;
-    const auto units = static_cast<uint64_t>(scaled + 0.5);
+    // The nearest count, through a signed conversion: one instruction.
+    const auto units = static_cast<uint32_t>(static_cast<int64_t>(scaled + 0.5));
     // Both operands are exact: the quotient is the double nearest units /
     // 10^decimals, which is what reading that text gives.
-    if (static_cast<double>(units) / kExactPow10[decimals] != magnitude) continue;
-    // A whole value keeps one zero decimal: the cards need the point.
-    return decimals == 0 ? PutFixed(out, units * 10, 1, negative)
-                         : PutFixed(out, units, decimals, negative);
+    if (static_cast<double>(units) / kExactPow10[decimals] == magnitude) {
+      return PutFixed(out, units, decimals, negative);
+    }
   }
   return false;
 }

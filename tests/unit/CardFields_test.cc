@@ -178,12 +178,12 @@ std::string ToCharsFixed(double value, int width, int decimals) {
 }
 
 // Narrower, exact and wider columns for each text: whole values, values that
-// round to zero or up into another digit, and values too large for a whole
-// count of units in a double.
+// round to zero or up into another digit, counts of units either side of
+// 2^32, and values too large for a whole count of units in a double.
 TEST(WriteFixedField, EveryWidthAroundTheText) {
-  const double values[] = {0.0,     -0.0,    -0.00004,  0.00005,    0.5,
-                           -0.5,    0.99995, -0.999951, 9999.99995, -9999.99995,
-                           123.456, 1.0e9,   -1.0e20,   4.5e11,     2.5e-22};
+  const double values[] = {0.0,     -0.0,      -0.00004,   0.00005,     0.5,         -0.5,
+                           0.99995, -0.999951, 9999.99995, -9999.99995, 123.456,     1.0e9,
+                           -1.0e20, 4.5e11,    2.5e-22,    429496.7295, -429496.7296};
   for (const double value : values) {
     for (const int decimals : {0, 1, 4, 9, 15, 22}) {
       for (int width = 1; width <= 60; ++width) {

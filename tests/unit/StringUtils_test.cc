@@ -150,7 +150,7 @@ TEST(StringUtils, ShortDecimalsKeepTheirShortestForm) {
   int written = 0;
   for (int i = 0; i < 100'000; ++i) {
     std::string decimal(random() % 2 ? "-" : "");
-    decimal.append(std::to_string(random() % 1'000'000'000))
+    decimal.append(std::to_string(random() % 10'000'000'000))
         .append("e-")
         .append(std::to_string(random() % 12));
     double value;
@@ -160,7 +160,7 @@ TEST(StringUtils, ShortDecimalsKeepTheirShortestForm) {
     std::string shortest(buf,
                          std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed).ptr);
     if (shortest.find('.') == std::string::npos) shortest += ".0";
-    for (std::size_t width = shortest.size(); width <= std::max<std::size_t>(shortest.size(), 12);
+    for (std::size_t width = shortest.size(); width <= std::max<std::size_t>(shortest.size(), 13);
          ++width) {
       std::string want(width - shortest.size(), ' ');
       ASSERT_EQ(Ax(value, width), want.append(shortest)) << decimal;
