@@ -1,6 +1,7 @@
 #include "Services/Alpha5.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "Services/CharClasses.h"
 
@@ -17,15 +18,21 @@ constexpr int32_t kMaxAlpha5 = 339999;
 int32_t LeadValue(char c) {
   if (c == ' ') return 0;
   if (IsDigit(c)) return c - '0';
-  const std::size_t letter = kLetters.find(c);
-  return letter == std::string_view::npos ? -1 : kFirstLetterValue + static_cast<int32_t>(letter);
+  if (c < 'A' || c > 'Z' || c == 'I' || c == 'O') return -1;
+  // Counted from A, less the I and O skipped before c.
+  return kFirstLetterValue + (c - 'A') - (c > 'I' ? 1 : 0) - (c > 'O' ? 1 : 0);
 }
 
 }  // namespace
 
 int32_t Alpha5ToNum(std::string_view text) {
   char chars[5] = {' ', ' ', ' ', ' ', ' '};
-  text.copy(chars, sizeof chars);
+  // The card's five columns are one fixed-size copy; shorter texts are padded.
+  if (text.size() >= sizeof chars) {
+    std::memcpy(chars, text.data(), sizeof chars);
+  } else {
+    text.copy(chars, sizeof chars);
+  }
   int32_t num = LeadValue(chars[0]);
   if (num < 0) return -1;
   bool leadingBlanks = chars[0] == ' ';

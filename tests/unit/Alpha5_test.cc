@@ -20,7 +20,8 @@ TEST(Alpha5, BlanksAndUnreadableTexts) {
   EXPECT_EQ(Alpha5ToNum("     "), 0);
   EXPECT_EQ(Alpha5ToNum(""), 0);
   EXPECT_EQ(Alpha5ToNum("  123"), 123);
-  for (const char* bad : {"12", "I0000", "O1234", "a0000", " A123", "12 34", "1234*", "-1234"}) {
+  for (const char* bad :
+       {"12", "I0000", "O1234", "a0000", "@0000", "[0000", " A123", "12 34", "1234*", "-1234"}) {
     EXPECT_EQ(Alpha5ToNum(bad), -1) << bad;
   }
 }
