@@ -177,9 +177,12 @@ bool ReadIntField(std::string_view field, int32_t& value) {
   if (p == end) return false;
   int64_t magnitude = 0;
   for (; p != end; ++p) {
-    if (*p == ' ') continue;
-    if (!IsDigit(*p)) return false;
-    magnitude = magnitude * 10 + (*p - '0');
+    const auto digit = static_cast<unsigned>(*p - '0');
+    if (digit >= 10) {
+      if (*p == ' ') continue;
+      return false;
+    }
+    magnitude = magnitude * 10 + digit;
     if (magnitude > kMaxMagnitude) return false;
   }
   const int64_t signedValue = negative ? -magnitude : magnitude;
