@@ -214,26 +214,29 @@ bool PutFixed(std::span<char> out, uint32_t units, int decimals, bool negative) 
 }
 
 // Writes the shortest exact fixed form of value (finite) when it fits out
-// and has few digits, as to_chars would, without its search: the fewest
-// decimals at which a whole count of units reads back as value give it.
+// and has few digits, as to_chars would, without its search. At the most
+// decimals out could show, one whole count of units at most reads back as
+// value; any shorter text that does is that count less its trailing zeros.
 // False, with out in any state, otherwise.
 bool PutShortestFixed(double value, std::span<char> out) {
   const double magnitude = std::abs(value);
   const bool negative = std::signbit(value);
   const std::size_t sign = negative ? 1 : 0;
-  for (int decimals = 0; decimals <= kMaxExactPower; ++decimals) {
-    if (sign + 2 + static_cast<std::size_t>(std::max(decimals, 1)) > out.size()) return false;
-    const double scaled = magnitude * kExactPow10[decimals];
-    if (!(scaled < kMaxShortUnits)) return false;
-    // The nearest count, through a signed conversion: one instruction.
-    const auto units = static_cast<uint32_t>(static_cast<int64_t>(scaled + 0.5));
-    // Both operands are exact: the quotient is the double nearest units /
-    // 10^decimals, which is what reading that text gives.
-    if (static_cast<double>(units) / kExactPow10[decimals] == magnitude) {
-      return PutFixed(out, units, decimals, negative);
-    }
+  if (out.size() < sign + 3) return false;
+  // Beside one whole digit; fewer while the count would not fit 32 bits.
+  auto decimals = static_cast<int>(std::min<std::size_t>(out.size() - sign - 2, kMaxExactPower));
+  double scaled = magnitude * kExactPow10[decimals];
+  while (!(scaled < kMaxShortUnits)) {
+    if (decimals == 0) return false;
+    scaled = magnitude * kExactPow10[--decimals];
   }
-  return false;
+  // The nearest count, through a signed conversion: one instruction.
+  auto units = static_cast<uint32_t>(static_cast<int64_t>(scaled + 0.5));
+  // Both operands are exact: the quotient is the double nearest units /
+  // 10^decimals, which is what reading that text gives.
+  if (static_cast<double>(units) / kExactPow10[decimals] != magnitude) return false;
+  for (; decimals > 0 && units % 10 == 0; --decimals) units /= 10;
+  return PutFixed(out, units, decimals, negative);
 }
 
 bool FileExists(const std::string& path) {
