@@ -33,10 +33,12 @@ constexpr uint64_t kMaxExactInteger = uint64_t{1} << 53;
 // Digits that always fit a uint64_t.
 constexpr int kMaxUint64Digits = 19;
 
+// Eight blanks, as one word.
+constexpr uint64_t kBlankWord = 0x2020202020202020;
+
 // Most fields are right-aligned behind a run of blanks: whole words of
 // blanks are stepped over eight characters at a time.
 const char* SkipBlanks(const char* p, const char* end) {
-  constexpr uint64_t kBlankWord = 0x2020202020202020;
   for (; end - p >= 8; p += 8) {
     uint64_t word;
     std::memcpy(&word, p, sizeof word);
@@ -212,9 +214,11 @@ std::optional<uint64_t> RoundToUnits(double magnitude, int decimals) {
   const double scale = kPow10[decimals];
   const double product = magnitude * scale;
   if (!(product < static_cast<double>(kMaxExactInteger / 2))) return std::nullopt;
-  // product >= 0: the cast floors; a signed one is a single instruction.
-  auto units = static_cast<uint64_t>(static_cast<int64_t>(product));
-  const double fraction = product - static_cast<double>(units);
+  // product >= 0: the cast floors. Conversions to and from a signed type are
+  // single instructions.
+  const auto whole = static_cast<int64_t>(product);
+  const double fraction = product - static_cast<double>(whole);
+  const auto units = static_cast<uint64_t>(whole);
   if (fraction > 0.5) return units + 1;
   if (fraction < 0.5) return units;
   // The exact product is product + error. Below 2^52 a half is a whole
@@ -277,17 +281,27 @@ char* PutAllDigits(char* p, Unsigned value) {
   return p;
 }
 
-// Writes magnitude, a '-' before it when negative, so that it ends at end,
-// and blanks from begin up to it. Returns false, having written nothing, when
-// it does not fit.
+// Fills out with blanks. Most fields are 8 to 16 columns wide, which two
+// overlapping word stores cover for less than a call to memset.
+void FillBlanks(std::span<char> out) {
+  if (out.size() >= sizeof kBlankWord && out.size() <= 2 * sizeof kBlankWord) {
+    std::memcpy(out.data(), &kBlankWord, sizeof kBlankWord);
+    std::memcpy(out.data() + out.size() - sizeof kBlankWord, &kBlankWord, sizeof kBlankWord);
+  } else {
+    std::fill(out.begin(), out.end(), ' ');
+  }
+}
+
+// Writes magnitude, a '-' before it when negative, so that it ends at end;
+// the columns from begin are blank already. Returns false, having written
+// nothing, when it does not fit.
 template <typename Unsigned>
 bool PutWhole(char* begin, char* end, Unsigned magnitude, bool negative) {
   const std::ptrdiff_t room = end - begin - (negative ? 1 : 0);
   const bool fits = room >= std::ssize(kPow10Int) || (room > 0 && magnitude < kPow10Int[room]);
   if (!fits) return false;
   char* p = PutAllDigits(end, magnitude);
-  if (negative) *--p = '-';
-  std::fill(begin, p, ' ');
+  if (negative) p[-1] = '-';
   return true;
 }
 
@@ -296,6 +310,7 @@ bool PutWhole(char* begin, char* end, Unsigned magnitude, bool negative) {
 // Returns false when it does not fit.
 template <typename Unsigned>
 bool PutUnits(std::span<char> out, Unsigned units, int decimals, bool negative) {
+  FillBlanks(out);
   char* const begin = out.data();
   char* const end = begin + out.size();
   if (decimals == 0) return PutWhole(begin, end, units, negative);
@@ -359,6 +374,7 @@ void WriteIntField(std::span<char> out, int64_t value) {
   // The magnitude of the most negative value only fits the unsigned type.
   const uint64_t magnitude =
       value < 0 ? uint64_t{0} - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+  FillBlanks(out);
   if (!PutWhole(out.data(), out.data() + out.size(), magnitude, value < 0)) {
     std::fill(out.begin(), out.end(), '*');
   }
