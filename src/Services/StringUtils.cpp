@@ -235,7 +235,12 @@ bool PutShortestFixed(double value, std::span<char> out) {
   // Both operands are exact: the quotient is the double nearest units /
   // 10^decimals, which is what reading that text gives.
   if (static_cast<double>(units) / kExactPow10[decimals] != magnitude) return false;
-  for (; decimals > 0 && units % 10 == 0; --decimals) units /= 10;
+  // Trailing zeros go two at a time, then the last one.
+  for (; decimals >= 2 && units % 100 == 0; decimals -= 2) units /= 100;
+  if (decimals > 0 && units % 10 == 0) {
+    units /= 10;
+    --decimals;
+  }
   return PutFixed(out, units, decimals, negative);
 }
 
