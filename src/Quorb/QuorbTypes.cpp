@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "Quorb/BlockPool.h"
 #include "Services/Calendar.h"
@@ -108,27 +107,15 @@ bool IsValidCoordSys(const Text<5>& coordSys) {
 
 }  // namespace
 
-QuorbRecord::QuorbRecord(const QuorbRecord& other) {
-  *this = other;
-}
+QuorbRecord::QuorbRecord(const QuorbRecord& other)
+    : QuorbRecordValues(other),
+      covMatrix(CopyPart(other.covMatrix)),
+      card4p(CopyPart(other.card4p)),
+      maneuvCards(CopyPart(other.maneuvCards)) {}
 
 QuorbRecord& QuorbRecord::operator=(const QuorbRecord& other) {
   if (this == &other) return *this;
-  std::memcpy(pos, other.pos, sizeof pos);
-  std::memcpy(vel, other.vel, sizeof vel);
-  secClass = other.secClass;
-  satNum = other.satNum;
-  intlDesig = other.intlDesig;
-  epochDtg = other.epochDtg;
-  revNum = other.revNum;
-  elsetNum = other.elsetNum;
-  bTerm = other.bTerm;
-  agom = other.agom;
-  inTrackThrust = other.inTrackThrust;
-  coordSys = other.coordSys;
-  reserved = other.reserved;
-  weightedRms = other.weightedRms;
-  numManeuvCards = other.numManeuvCards;
+  QuorbRecordValues::operator=(other);
   // Copy first, release the old parts after.
   auto cov = CopyPart(other.covMatrix);
   auto ctrl = CopyPart(other.card4p);

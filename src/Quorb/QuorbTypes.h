@@ -56,9 +56,8 @@ inline constexpr int kManeuvSlots = 100;
 using CovMatrix = std::array<double, kCovSize>;
 using ManeuvCards = std::array<Line, kManeuvSlots>;
 
-// One satellite state vector at one epoch. A value type: copying gives the
-// target its own copies of the covariance, controls and maneuver cards.
-struct QuorbRecord {
+// The plain values of a record: everything but the parts it owns.
+struct QuorbRecordValues {
   double pos[3] = {0.0, 0.0, 0.0};  // km, earth-centred inertial
   double vel[3] = {0.0, 0.0, 0.0};  // m/s
   char secClass = 'U';
@@ -73,10 +72,15 @@ struct QuorbRecord {
   Text<5> coordSys = BlankText<5>();
   int32_t reserved = 0;
   double weightedRms = 0.0;
+  int32_t numManeuvCards = 0;  // slots of maneuvCards that hold a card
+};
+
+// One satellite state vector at one epoch. A value type: copying gives the
+// target its own copies of the covariance, controls and maneuver cards.
+struct QuorbRecord : QuorbRecordValues {
   std::unique_ptr<CovMatrix> covMatrix;
   std::unique_ptr<Card4pInput> card4p;
   std::unique_ptr<ManeuvCards> maneuvCards;
-  int32_t numManeuvCards = 0;
 
   QuorbRecord() = default;
   QuorbRecord(const QuorbRecord& other);
