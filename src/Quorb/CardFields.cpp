@@ -62,24 +62,27 @@ struct Mantissa {
 };
 
 // Reads digits and at most one point, blanks skipped, up to the first other
-// character, where p is left. The counts are kept in locals, which the loop
-// can hold in registers.
+// character, where p is left. A digit costs no more than its own work: the
+// counts follow from where the point and the end are, less what was skipped.
 Mantissa ReadMantissa(const char*& p, const char* end) {
+  const char* const start = p;
   uint64_t digits = 0;
-  int count = 0;
+  int skipped = 0;  // blanks, and the point
   int countAtPoint = -1;
   for (; p != end; ++p) {
-    const char c = *p;
-    const auto digit = static_cast<unsigned>(c - '0');
+    const unsigned digit = static_cast<unsigned char>(*p) - unsigned{'0'};
     if (digit < 10) {
       digits = digits * 10 + digit;
-      ++count;
-    } else if (c == '.' && countAtPoint < 0) {
-      countAtPoint = count;
-    } else if (c != ' ') {
+      continue;
+    }
+    if (*p == '.' && countAtPoint < 0) {
+      countAtPoint = static_cast<int>(p - start) - skipped;
+    } else if (*p != ' ') {
       break;
     }
+    ++skipped;
   }
+  const int count = static_cast<int>(p - start) - skipped;
   const bool hasPoint = countAtPoint >= 0;
   return {digits, count, hasPoint ? count - countAtPoint : 0, hasPoint};
 }
