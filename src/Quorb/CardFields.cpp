@@ -62,8 +62,8 @@ struct Mantissa {
 };
 
 // Reads digits and at most one point, blanks skipped, up to the first other
-// character, where p is left. A digit costs no more than its own work: the
-// counts follow from where the point and the end are, less what was skipped.
+// character, where p is left. A digit is only added in: the counts follow
+// from how far p has gone, less the blanks and the point skipped.
 Mantissa ReadMantissa(const char*& p, const char* end) {
   const char* const start = p;
   uint64_t digits = 0;
@@ -308,9 +308,9 @@ bool PutWhole(char* begin, char* end, Unsigned magnitude, bool negative) {
   return true;
 }
 
-// Writes units (in 10^-decimals) in fixed point, right-aligned in out; the
-// zero before the point of a value below 1 goes when only that makes it fit.
-// Returns false when it does not fit.
+// Blanks out, then writes units (in 10^-decimals) in fixed point at its right
+// end; the zero before the point of a value below 1 goes when only that makes
+// it fit. Returns false when it does not fit.
 template <typename Unsigned>
 bool PutUnits(std::span<char> out, Unsigned units, int decimals, bool negative) {
   FillBlanks(out);
@@ -337,8 +337,8 @@ std::string_view DropLeadingZero(std::span<char> text) {
   return {text.data() + 1, text.size() - 1};
 }
 
-// The values whose count of units is not exact in a double: to_chars writes
-// them.
+// Writes value through to_chars: for counts of units that a double does not
+// hold exactly.
 void WriteWideFixed(std::span<char> out, double value, int decimals) {
   // Room for any value that could fit a card column; a longer text could
   // not fit anyway and is written as asterisks.

@@ -209,7 +209,7 @@ TEST(WriteIntField, RightAlignedOrAsterisks) {
   EXPECT_EQ(write(std::numeric_limits<int64_t>::min(), 21), " -9223372036854775808");
   EXPECT_EQ(write(std::numeric_limits<int64_t>::min(), 20), "-9223372036854775808");
   EXPECT_EQ(write(std::numeric_limits<int64_t>::min(), 19), "*******************");
-  EXPECT_EQ(write(std::numeric_limits<uint64_t>::max() / 2, 19), "9223372036854775807");
+  EXPECT_EQ(write(std::numeric_limits<int64_t>::max(), 19), "9223372036854775807");
   // A text exactly as wide as its columns, and one column wider.
   for (int64_t power = 1;; power *= 10) {
     for (const int64_t value : {power, power - 1, -power, 1 - power}) {

@@ -72,7 +72,11 @@ int32_t Read(std::string_view line1, std::string_view line2, QuorbRecord& rec) {
 }
 
 TEST(Quorb2Lines, WritesTheExampleColumnForColumn) {
+  // Every column is written, the blanks past the cards too, whatever the
+  // lines held.
   Line line1, line2;
+  line1.fill('#');
+  line2.fill('#');
   ASSERT_TRUE(Quorb2Lines(ExampleRecord(), line1, line2));
   EXPECT_EQ(View(line1), View(L(kExample1P)));
   EXPECT_EQ(View(line2), View(L(kExample2P)));
