@@ -67,7 +67,7 @@ BlockPool& NodePool() {
 
 // Under AddressSanitizer every block comes from the system allocator, so
 // that leaks and uses after free are reported object by object.
-void* PoolAlloc(BlockPool& pool, std::size_t size) {
+void* PoolAlloc([[maybe_unused]] BlockPool& pool, std::size_t size) {
 #if defined(QUORB_ADDRESS_SANITIZER)
   return ::operator new(size);
 #else
@@ -75,14 +75,14 @@ void* PoolAlloc(BlockPool& pool, std::size_t size) {
 #endif
 }
 
-void PoolFree(BlockPool& pool, void* block, std::size_t size) {
+void PoolFree([[maybe_unused]] BlockPool& pool, void* block, [[maybe_unused]] std::size_t size) {
 #if defined(QUORB_ADDRESS_SANITIZER)
-  ::operator delete(block, size);
+  ::operator delete(block);
 #else
   if (size == pool.blockSize()) {
     pool.Free(block);
   } else {
-    ::operator delete(block, size);
+    ::operator delete(block);
   }
 #endif
 }
