@@ -9,6 +9,7 @@
 #include "Quorb/CardFields.h"
 #include "Services/Alpha5.h"
 #include "Services/Calendar.h"
+#include "Services/CharClasses.h"
 #include "Services/StringUtils.h"
 #include "Services/TraceLog.h"
 
@@ -62,15 +63,26 @@ void GetText(const Line& line, Columns c, Text<N>& text) {
   std::copy_n(line.data() + c.first - 1, N, text.data());
 }
 
-// True when the columns from first on hold expected; columns past the end
-// of line read as blanks.
-bool ColumnsEqual(std::string_view line, std::size_t first, std::string_view expected) {
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    const std::size_t at = first - 1 + i;
-    const char c = at < line.size() ? line[at] : ' ';
-    if (c != expected[i]) return false;
+using CardTag = std::array<char, k1PTag.width>;
+
+// Columns 78-80 of a line, where the card tests look; columns past the end
+// of the line read as blanks.
+CardTag CardTagOf(std::string_view line) {
+  CardTag tag;
+  for (std::size_t i = 0; i < tag.size(); ++i) {
+    const std::size_t at = k1PTag.first - 1 + i;
+    tag[i] = at < line.size() ? line[at] : ' ';
   }
-  return true;
+  return tag;
+}
+
+// The code of the card tests, which run before any keyword test; 0 when
+// neither holds.
+int32_t CardTagType(const CardTag& tag) {
+  const std::string_view text(tag.data(), tag.size());
+  if (text == k1PTagText) return kCard1P;
+  if (text.substr(k2PTag.first - k1PTag.first) == k2PTagText) return kCard2P;
+  return 0;
 }
 
 struct Keyword {
@@ -91,6 +103,18 @@ constexpr std::array<Keyword, 10> kKeywords = {{
     {"ZYRCTRLFILE", kCardZyrCtrlFile},
     {"KT_DMA_ON", kCardDmaOn},
 }};
+
+int32_t KeywordType(std::string_view line) {
+  for (const Keyword& keyword : kKeywords) {
+    if (line.starts_with(keyword.word)) return keyword.code;
+  }
+  return kCardOther;
+}
+
+constexpr bool IsKeywordInitial(char c) {
+  return std::any_of(kKeywords.begin(), kKeywords.end(),
+                     [c](const Keyword& keyword) { return keyword.word.front() == c; });
+}
 
 bool IsClassifyLevel(char c) {
   return c == ' ' || c == 'C' || c == 'S' || c == 'U';
@@ -170,12 +194,20 @@ void Write2P(const QuorbRecord& rec, Line& line) {
 }  // namespace
 
 int32_t QuorbCardType(std::string_view line) {
-  if (ColumnsEqual(line, k1PTag.first, k1PTagText)) return kCard1P;
-  if (ColumnsEqual(line, k2PTag.first, k2PTagText)) return kCard2P;
-  for (const Keyword& keyword : kKeywords) {
-    if (line.starts_with(keyword.word)) return keyword.code;
-  }
-  return kCardOther;
+  if (const int32_t code = CardTagType(CardTagOf(line))) return code;
+  return KeywordType(line);
+}
+
+int32_t QuorbCardTypeAnyCase(std::string_view line) {
+  // Cards, by far the most common lines, are told by three columns, and
+  // only a line that begins like a keyword is upper-cased whole.
+  CardTag tag = CardTagOf(line);
+  std::transform(tag.begin(), tag.end(), tag.begin(), UpperCase);
+  if (const int32_t code = CardTagType(tag)) return code;
+  if (line.empty() || !IsKeywordInitial(UpperCase(line.front()))) return kCardOther;
+  Text<kCardColumns> upper;
+  ToUpperCase(upper, line.substr(0, std::min(line.size(), kCardColumns)));
+  return KeywordType(View(upper));
 }
 
 bool Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2) {

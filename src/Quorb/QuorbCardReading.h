@@ -3,6 +3,7 @@
 #ifndef QUORB_QUORB_QUORBCARDREADING_H_
 #define QUORB_QUORB_QUORBCARDREADING_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -15,15 +16,22 @@ namespace quorb {
 inline constexpr int32_t kCard1P = 2;
 inline constexpr int32_t kCardFileKeyword = 3;  // VECFIL, VECTORFILE, ELTFIL, ELSETFILE, SATFIL
 inline constexpr int32_t kCard2P = 4;
-inline constexpr int32_t kCardZyrVecFile = 5;    // ZYRVECFILE
-inline constexpr int32_t kCardZyrVecData = 6;    // POS_VEL_ECI_STATE
-inline constexpr int32_t kCardZyrCtrlFile = 7;   // ZYRCTRLFILE
-inline constexpr int32_t kCardZyrCtrlData = 8;   // RUN_OPTION_DC_ONLY
-inline constexpr int32_t kCardDmaOn = 9;         // KT_DMA_ON
+inline constexpr int32_t kCardZyrVecFile = 5;   // ZYRVECFILE
+inline constexpr int32_t kCardZyrVecData = 6;   // POS_VEL_ECI_STATE
+inline constexpr int32_t kCardZyrCtrlFile = 7;  // ZYRCTRLFILE
+inline constexpr int32_t kCardZyrCtrlData = 8;  // RUN_OPTION_DC_ONLY
+inline constexpr int32_t kCardDmaOn = 9;        // KT_DMA_ON
 inline constexpr int32_t kCardOther = 100;
+
+// Columns of a card; a card line holds them within its 512 characters.
+inline constexpr std::size_t kCardColumns = 80;
 
 // Classifies one line (columns past its end count as blanks).
 int32_t QuorbCardType(std::string_view line);
+
+// QuorbCardType of the line upper-cased, as the loaders classify their
+// lines: keywords count in any letter case.
+int32_t QuorbCardTypeAnyCase(std::string_view line);
 
 // Writes rec as a card set. Returns false (and logs) when a card cannot be
 // made; a value too wide for its columns fills them with asterisks instead.

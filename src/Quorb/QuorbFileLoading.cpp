@@ -22,8 +22,6 @@ namespace quorb {
 namespace {
 
 constexpr int32_t kOpenOption = 1;
-constexpr std::size_t kCardColumns = 80;
-constexpr std::size_t kCardTagFrom = 77;  // columns 78-80, 0-based
 // Epoch characters 3 to 17 may hold blanks that stand for zeros.
 constexpr std::size_t kEpochZeroFrom = 2;
 constexpr std::size_t kSatNumFieldWidth = 5;
@@ -32,22 +30,6 @@ constexpr int kSaveLeadingEmptyLines = 3;
 
 // Stands for cs_readonlyquorbs in the sanitizer's view of the section.
 char readOnlyQuorbsToken;
-
-// The card type of a line in any letter case. The card tests come first and
-// look at columns 78-80 alone, so a card, by far the most common line, is
-// told by upper-casing those three columns; other lines have their 80
-// columns upper-cased (no test looks past column 80).
-int32_t ClassifyLine(std::string_view line) {
-  const std::string_view columns = line.substr(0, std::min(line.size(), kCardColumns));
-  Text<kCardColumns> upper = BlankText<kCardColumns>();
-  if (columns.size() > kCardTagFrom) {
-    ToUpperCase(std::span(upper).subspan(kCardTagFrom), columns.substr(kCardTagFrom));
-    const int32_t code = QuorbCardType(View(upper));
-    if (code == kCard1P || code == kCard2P) return code;
-  }
-  ToUpperCase(upper, columns);
-  return QuorbCardType(View(upper));
-}
 
 bool NamesIncludedFile(int32_t code) {
   return code == kCardFileKeyword || code == kCardZyrVecFile || code == kCardZyrCtrlFile;
@@ -67,7 +49,7 @@ class CardPass {
         KeepManeuver(text);
         continue;
       }
-      switch (ClassifyLine(text)) {
+      switch (QuorbCardTypeAnyCase(text)) {
         case kCard1P:
           pending1P_.Assign(text);
           hasPending1P_ = true;
@@ -251,7 +233,7 @@ int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path) {
   std::string_view line;
   while (UnitReadLine(unit, line)) {
     if (IsSkippedLine(line)) continue;
-    const int32_t code = ClassifyLine(line);
+    const int32_t code = QuorbCardTypeAnyCase(line);
     if (code == kCardDmaOn) {
       ElsetKeyModeSet(1);
     } else if (NamesIncludedFile(code)) {

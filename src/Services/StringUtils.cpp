@@ -287,9 +287,7 @@ void BlankToZeroChar(std::span<char> text) {
 
 void ToUpperCase(std::span<char> out, std::string_view src) {
   const std::size_t n = std::min(out.size(), src.size());
-  std::transform(src.begin(), src.begin() + n, out.begin(), [](char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  });
+  std::transform(src.begin(), src.begin() + n, out.begin(), UpperCase);
   std::fill(out.begin() + n, out.end(), ' ');
 }
 

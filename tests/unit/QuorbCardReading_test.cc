@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
 #include <random>
 #include <string>
@@ -314,6 +315,46 @@ TEST(FieldsToStr, LabelsSortBySatelliteThenEpoch) {
   EXPECT_LT(View(FieldsToStr(a)), View(FieldsToStr(ExampleRecord())));
   EXPECT_LT(View(FieldsToStr(ExampleRecord())), View(FieldsToStr(b)));
   EXPECT_LT(View(FieldsToStr(b)), View(FieldsToStr(c)));
+}
+
+// The loaders' classifier must answer as QuorbCardType does on the line
+// upper-cased in its first 80 columns, for cards, keywords in any case and
+// lines that only look like either.
+TEST(QuorbCardTypeAnyCase, AnswersAsTheUpperCasedLine) {
+  const std::vector<std::string> pieces = {"vecfil",
+                                           "VectorFile",
+                                           "eltfil",
+                                           "elsetfile",
+                                           "satfil",
+                                           "zyrvecfile",
+                                           "ZyrCtrlFile",
+                                           "kt_dma_on",
+                                           "pos_vel_eci_state",
+                                           "run_option_dc_only",
+                                           "Ve",
+                                           "=x",
+                                           " ",
+                                           "b1p",
+                                           "B1P",
+                                           "2p",
+                                           "1P",
+                                           "*",
+                                           "q",
+                                           "9"};
+  std::mt19937 rng(11);
+  for (int i = 0; i < 20000; ++i) {
+    std::string line;
+    for (int n = rng() % 4; n >= 0; --n) line += pieces[rng() % pieces.size()];
+    if (rng() % 2)
+      line = WithColumns(line + std::string(90, ' '), 78 + rng() % 2, pieces[rng() % 18]);
+    if (rng() % 3 == 0) line.resize(rng() % 100, ' ');
+    std::string upper = line.substr(0, 80);
+    for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    ASSERT_EQ(QuorbCardTypeAnyCase(line), QuorbCardType(upper)) << "'" << line << "'";
+  }
+  EXPECT_EQ(QuorbCardTypeAnyCase(WithColumns(std::string(80, ' '), 78, "b1p")), kCard1P);
+  EXPECT_EQ(QuorbCardTypeAnyCase("Satfil = a.txt"), kCardFileKeyword);
+  EXPECT_EQ(QuorbCardTypeAnyCase(std::string(80, ' ') + "VECFIL"), kCardOther);
 }
 
 // Random bytes, short lines and valid cards with a few columns spoiled: the
