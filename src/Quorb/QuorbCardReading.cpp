@@ -129,16 +129,6 @@ void LogJoined(std::initializer_list<std::string_view> parts) {
   TraceLogError({msg.data(), static_cast<std::size_t>(end - msg.data())});
 }
 
-// Fills line with blanks. A fill of 512 bytes known in advance is compiled
-// to a rep-prefixed store, several times slower than these pieces.
-void Blank(Line& line) {
-  constexpr std::size_t kPiece = 64;
-  static_assert(kLineLength % kPiece == 0);
-  for (std::size_t at = 0; at < kLineLength; at += kPiece) {
-    std::memset(line.data() + at, ' ', kPiece);
-  }
-}
-
 bool Read1P(const Line& line, QuorbRecord& rec) {
   for (std::size_t i = 0; i < 3; ++i) {
     if (!ReadRealField(Field(line, k1PPos[i]), k1PDecimals, rec.pos[i])) return false;
@@ -211,8 +201,8 @@ int32_t QuorbCardTypeAnyCase(std::string_view line) {
 }
 
 bool Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2) {
-  Blank(line1);
-  Blank(line2);
+  FillBlanks(line1.data(), line1.size());
+  FillBlanks(line2.data(), line2.size());
   // Every value has a written form (asterisks when it does not fit), so
   // neither card can fail to be made.
   Write1P(rec, line1);

@@ -74,8 +74,7 @@ class Unit {
   bool ReadLine(Line& line) {
     std::string_view view;
     if (!ReadLine(view)) return false;
-    std::memcpy(line.data(), view.data(), view.size());
-    std::memset(line.data() + view.size(), ' ', kLineLength - view.size());
+    SetLine(line, view);
     return true;
   }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <span>
 #include <string_view>
 
@@ -71,6 +72,49 @@ inline void LeftJustify(std::span<char> text) {
   std::fill(text.end() - first, text.end(), ' ');
 }
 
+// Copies and fills whose length is known only at run time are compiled to
+// rep-prefixed string instructions, which start slowly; texts this short go
+// faster as fixed-size pieces, the last one overlapping the one before.
+namespace text_detail {
+
+template <std::size_t kPiece, class Op>
+void InPieces(std::size_t n, const Op& op) {
+  std::size_t at = 0;
+  for (; at + kPiece <= n; at += kPiece) op(at);
+  if (at < n) op(n - kPiece);
+}
+
+}  // namespace text_detail
+
+// Sets the n characters at out to blanks.
+inline void FillBlanks(char* out, std::size_t n) {
+  if (n >= 32) {
+    text_detail::InPieces<32>(n, [out](std::size_t at) { std::memset(out + at, ' ', 32); });
+  } else if (n >= 8) {
+    text_detail::InPieces<8>(n, [out](std::size_t at) { std::memset(out + at, ' ', 8); });
+  } else {
+    for (std::size_t i = 0; i < n; ++i) out[i] = ' ';
+  }
+}
+
+// Copies the n characters at in to out; the two must not overlap.
+inline void CopyChars(const char* in, std::size_t n, char* out) {
+  if (n >= 32) {
+    text_detail::InPieces<32>(n, [in, out](std::size_t at) { std::memcpy(out + at, in + at, 32); });
+  } else if (n >= 8) {
+    text_detail::InPieces<8>(n, [in, out](std::size_t at) { std::memcpy(out + at, in + at, 8); });
+  } else {
+    for (std::size_t i = 0; i < n; ++i) out[i] = in[i];
+  }
+}
+
+// Fills line with text, cut at kLineLength, and blanks after it.
+inline void SetLine(Line& line, std::string_view text) {
+  const std::size_t n = std::min(text.size(), kLineLength);
+  CopyChars(text.data(), n, line.data());
+  FillBlanks(line.data() + n, kLineLength - n);
+}
+
 // A line that is refilled over and over, as a loader's current card is:
 // only the columns that the previous text used are blanked again.
 class LineBuffer {
@@ -78,8 +122,8 @@ class LineBuffer {
   // Holds text, cut at kLineLength, blank-padded.
   void Assign(std::string_view text) {
     const std::size_t n = std::min(text.size(), kLineLength);
-    std::copy_n(text.data(), n, line_.data());
-    if (n < used_) std::fill(line_.data() + n, line_.data() + used_, ' ');
+    CopyChars(text.data(), n, line_.data());
+    if (n < used_) FillBlanks(line_.data() + n, used_ - n);
     used_ = n;
   }
   const Line& line() const { return line_; }

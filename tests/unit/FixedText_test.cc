@@ -7,6 +7,22 @@
 namespace quorb {
 namespace {
 
+// Every length a line can take, so that each way of splitting it into
+// pieces is crossed; the characters either side must stay.
+TEST(FixedTextTest, FillsAndCopiesTouchExactlyTheirCharacters) {
+  std::string source(kLineLength, ' ');
+  for (std::size_t i = 0; i < source.size(); ++i) source[i] = static_cast<char>('a' + i % 26);
+  for (std::size_t n = 0; n <= kLineLength; ++n) {
+    std::string filled(kLineLength + 2, 'x');
+    FillBlanks(filled.data() + 1, n);
+    ASSERT_EQ(filled, "x" + std::string(n, ' ') + std::string(kLineLength - n, 'x') + "x") << n;
+
+    std::string copied(kLineLength + 2, 'x');
+    CopyChars(source.data(), n, copied.data() + 1);
+    ASSERT_EQ(copied, "x" + source.substr(0, n) + std::string(kLineLength - n, 'x') + "x") << n;
+  }
+}
+
 TEST(FixedTextTest, ALineBufferHoldsOnlyItsLatestText) {
   LineBuffer buffer;
   EXPECT_TRUE(IsBlank(View(buffer.line())));
