@@ -128,8 +128,14 @@ void BM_Save(benchmark::State& state) {
   if (QuorbLoadFileText(MakeText<kLineLength>(files.catalog())) != 0) {
     return state.SkipWithError("cannot load the card file");
   }
-  const Line saveFile = MakeText<kLineLength>(files.Path("saved.txt"));
+  const std::string savePath = files.Path("saved.txt");
+  const Line saveFile = MakeText<kLineLength>(savePath);
   for (auto _ : state) {
+    // A new file each time: truncating the last one would wait for its
+    // pages to reach the disk, which no single save has to do.
+    state.PauseTiming();
+    std::filesystem::remove(savePath);
+    state.ResumeTiming();
     if (QuorbSaveFileText(saveFile, 0) != 0) return state.SkipWithError("cannot save");
   }
   state.SetItemsProcessed(state.iterations() * kCardSets);
