@@ -126,13 +126,19 @@ void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& e
   Node** path[kMaxTreeHeight];
   int depth = 0;
   Node** at = &link;
+  // Written as branches, not a select: a load in key order always goes
+  // right, and a predicted branch lets the next node's load start before
+  // this node's key has arrived.
   while (Node* top = *at) {
-    if (key == top->key) {
+    path[depth++] = at;
+    if (key > top->key) {
+      at = &top->right;
+    } else if (key < top->key) {
+      at = &top->left;
+    } else {
       status = equal(*top, *node) ? kTreeDuplicate : kTreeKeyTaken;
       return;
     }
-    path[depth++] = at;
-    at = key < top->key ? &top->left : &top->right;
   }
   *at = node;
   node->seqNum = RaiseInsertionCounter();
