@@ -71,8 +71,9 @@ struct QuorbRecordValues {
   double inTrackThrust = 0.0;  // km/s^2
   Text<5> coordSys = BlankText<5>();
   int32_t reserved = 0;
-  double weightedRms = 0.0;
+  // Kept beside reserved, where it fills what would be padding.
   int32_t numManeuvCards = 0;  // slots of maneuvCards that hold a card
+  double weightedRms = 0.0;
 };
 
 // One satellite state vector at one epoch. A value type: copying gives the
