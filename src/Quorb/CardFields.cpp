@@ -10,6 +10,8 @@
 #include <optional>
 
 #include "Services/CharClasses.h"
+#include "Services/FixedText.h"
+#include "Services/PowersOfTen.h"
 
 namespace quorb {
 
@@ -23,11 +25,6 @@ constexpr int kMaxDigits = 40;
 // double, yet far from overflowing the int that holds them.
 constexpr int kExponentLimit = 100000;
 
-// Powers of ten that a double holds exactly.
-constexpr int kMaxExactPower = 22;
-constexpr double kPow10[kMaxExactPower + 1] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                               1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                               1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 // Every whole number up to this is exact in a double.
 constexpr uint64_t kMaxExactInteger = uint64_t{1} << 53;
 // Digits that always fit a uint64_t.
@@ -133,7 +130,7 @@ std::optional<double> ScaleDigits(std::string_view field, const Mantissa& m, int
   if (m.count <= kMaxUint64Digits && m.digits <= kMaxExactInteger &&
       std::abs(scale) <= kMaxExactPower) {
     const double whole = static_cast<double>(m.digits);
-    return scale < 0 ? whole / kPow10[-scale] : whole * kPow10[scale];
+    return scale < 0 ? whole / kExactPow10[-scale] : whole * kExactPow10[scale];
   }
   char text[kMaxDigits + 16];
   char* const end = CopyMantissaDigits(field, text);
@@ -214,7 +211,7 @@ void RightAlign(std::span<char> out, std::string_view text) {
 // exact in a double.
 std::optional<uint64_t> RoundToUnits(double magnitude, int decimals) {
   if (decimals < 0 || decimals > kMaxExactPower) return std::nullopt;
-  const double scale = kPow10[decimals];
+  const double scale = kExactPow10[decimals];
   const double product = magnitude * scale;
   if (!(product < static_cast<double>(kMaxExactInteger / 2))) return std::nullopt;
   // product >= 0: the cast floors. Conversions to and from a signed type are
@@ -284,17 +281,6 @@ char* PutAllDigits(char* p, Unsigned value) {
   return p;
 }
 
-// Fills out with blanks. Most fields are 8 to 16 columns wide, which two
-// overlapping word stores cover for less than a call to memset.
-void FillBlanks(std::span<char> out) {
-  if (out.size() >= sizeof kBlankWord && out.size() <= 2 * sizeof kBlankWord) {
-    std::memcpy(out.data(), &kBlankWord, sizeof kBlankWord);
-    std::memcpy(out.data() + out.size() - sizeof kBlankWord, &kBlankWord, sizeof kBlankWord);
-  } else {
-    std::fill(out.begin(), out.end(), ' ');
-  }
-}
-
 // Writes magnitude, a '-' before it when negative, so that it ends at end;
 // the columns from begin are blank already. Returns false, having written
 // nothing, when it does not fit.
@@ -313,7 +299,7 @@ bool PutWhole(char* begin, char* end, Unsigned magnitude, bool negative) {
 // it fit. Returns false when it does not fit.
 template <typename Unsigned>
 bool PutUnits(std::span<char> out, Unsigned units, int decimals, bool negative) {
-  FillBlanks(out);
+  FillBlanks(out.data(), out.size());
   char* const begin = out.data();
   char* const end = begin + out.size();
   if (decimals == 0) return PutWhole(begin, end, units, negative);
@@ -377,7 +363,7 @@ void WriteIntField(std::span<char> out, int64_t value) {
   // The magnitude of the most negative value only fits the unsigned type.
   const uint64_t magnitude =
       value < 0 ? uint64_t{0} - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
-  FillBlanks(out);
+  FillBlanks(out.data(), out.size());
   if (!PutWhole(out.data(), out.data() + out.size(), magnitude, value < 0)) {
     std::fill(out.begin(), out.end(), '*');
   }

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Services/CharClasses.h"
+#include "Services/PowersOfTen.h"
 
 namespace quorb {
 namespace {
@@ -180,11 +181,6 @@ std::string RealText(double value, int width) {
   return best;
 }
 
-// Powers of ten that a double holds exactly.
-constexpr int kMaxExactPower = 22;
-constexpr double kExactPow10[kMaxExactPower + 1] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                                    1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                                    1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 // Counts of units below this fit 32 bits, and a value's rounding interval
 // spans far less than a unit of them: at most one whole count reads back as
 // the value, the nearest. Ten columns show at most nine digits, which stay
