@@ -12,6 +12,7 @@
 //
 // Card passes of loads on different threads run one after the other (the
 // critical section cs_readonlyquorbs); each thread has its own file units.
+// A large file's card pass reads ahead on a second thread (Quorb/CardPass.h).
 #ifndef QUORB_QUORB_QUORBFILELOADING_H_
 #define QUORB_QUORB_QUORBFILELOADING_H_
 

@@ -22,6 +22,8 @@ namespace {
 constexpr std::size_t kReadBufferSize = 256 * 1024;
 constexpr std::size_t kWriteBufferSize = 64 * 1024;
 
+}  // namespace
+
 class Unit {
  public:
   Unit(int fd, bool forWriting)
@@ -165,6 +167,8 @@ class Unit {
   bool failed_ = false;
 };
 
+namespace {
+
 struct OpenUnit {
   int32_t number;
   std::unique_ptr<Unit> unit;
@@ -230,6 +234,15 @@ bool UnitReadLine(int32_t unit, Line& line) {
 bool UnitReadLine(int32_t unit, std::string_view& line) {
   Unit* u = FindUnit(unit);
   return u != nullptr && !u->forWriting() && u->ReadLine(line);
+}
+
+Unit* UnitForReading(int32_t unit) {
+  Unit* u = FindUnit(unit);
+  return u != nullptr && !u->forWriting() ? u : nullptr;
+}
+
+bool UnitReadLine(Unit& unit, std::string_view& line) {
+  return unit.ReadLine(line);
 }
 
 void UnitRewind(int32_t unit) {

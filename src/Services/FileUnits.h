@@ -30,6 +30,16 @@ bool UnitReadLine(int32_t unit, Line& line);
 // valid until the next read, rewind or close of that unit on this thread.
 bool UnitReadLine(int32_t unit, std::string_view& line);
 
+// A unit's reading side, for a thread that reads on behalf of the unit's
+// owner: nullptr when the unit is not open for reading on this thread.
+// Valid until the unit is closed or opened again; while another thread reads
+// through it, the owner must leave the unit alone.
+class Unit;
+Unit* UnitForReading(int32_t unit);
+
+// UnitReadLine's view form, through that object.
+bool UnitReadLine(Unit& unit, std::string_view& line);
+
 // Puts a unit open for reading back at its first line.
 void UnitRewind(int32_t unit);
 

@@ -40,6 +40,8 @@ thread_local std::string lastLine[2];
 // Set while this thread runs the sink: a line the sink itself causes is not
 // handed back to it.
 thread_local bool inSink = false;
+// Set while a TraceLogCapture of this thread lives.
+thread_local std::vector<HeldLogLine>* heldLines = nullptr;
 
 std::string MakeLine(std::string_view msg) {
   std::string line(msg);
@@ -69,6 +71,10 @@ void PassToSink(Level level, const std::string& line) {
 }
 
 void Deliver(Level level, std::string_view msg) {
+  if (heldLines != nullptr) {
+    heldLines->push_back({level == kError, std::string(msg)});
+    return;
+  }
   std::string line = MakeLine(msg);
   WriteToFile(line);
   PassToSink(level, line);
@@ -94,6 +100,18 @@ void TraceLogError(std::string_view msg) {
 
 void TraceLogInfo(std::string_view msg) {
   Deliver(kInfo, msg);
+}
+
+TraceLogCapture::TraceLogCapture(std::vector<HeldLogLine>& into) : previous_(heldLines) {
+  heldLines = &into;
+}
+
+TraceLogCapture::~TraceLogCapture() {
+  heldLines = previous_;
+}
+
+void TraceLogDeliverHeld(const HeldLogLine& line) {
+  Deliver(line.error ? kError : kInfo, line.text);
 }
 
 }  // namespace quorb

@@ -2,7 +2,9 @@
 #ifndef QUORB_SERVICES_TRACELOG_H_
 #define QUORB_SERVICES_TRACELOG_H_
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "quorb/quorb_services.h"
 
@@ -12,6 +14,30 @@ namespace quorb {
 void TraceLogError(std::string_view msg);
 // Records an information or warning line (level 0).
 void TraceLogInfo(std::string_view msg);
+
+// A message held back by a TraceLogCapture.
+struct HeldLogLine {
+  bool error = false;
+  std::string text;
+};
+
+// While a capture lives, the messages of the thread that made it are held
+// in its list instead of being delivered. A thread that reads ahead for
+// another uses it, so that the other can deliver them later in their place
+// (TraceLogDeliverHeld), as its own lines and in the order of the input.
+class TraceLogCapture {
+ public:
+  explicit TraceLogCapture(std::vector<HeldLogLine>& into);
+  ~TraceLogCapture();
+  TraceLogCapture(const TraceLogCapture&) = delete;
+  TraceLogCapture& operator=(const TraceLogCapture&) = delete;
+
+ private:
+  std::vector<HeldLogLine>* previous_;
+};
+
+// Delivers a held message on the calling thread.
+void TraceLogDeliverHeld(const HeldLogLine& line);
 
 }  // namespace quorb
 

@@ -101,6 +101,19 @@ class LoadTest : public ::testing::Test {
     return QuorbSaveFileText(MakeText<kLineLength>(path), saveMode);
   }
 
+  using LoggedLine = std::pair<int32_t, std::string>;  // level, text
+
+  // Every line logged so far, in order.
+  std::vector<LoggedLine> AllLines() const {
+    std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+  void ClearLines() {
+    std::lock_guard lock(mutex_);
+    lines_.clear();
+  }
+
   std::vector<std::string> InfoLines() const { return Lines(0); }
   std::vector<std::string> ErrorLines() const { return Lines(1); }
 
@@ -137,7 +150,7 @@ class LoadTest : public ::testing::Test {
   }
 
   mutable std::mutex mutex_;
-  std::vector<std::pair<int32_t, std::string>> lines_;
+  std::vector<LoggedLine> lines_;
 };
 
 }  // namespace quorb::loadtest

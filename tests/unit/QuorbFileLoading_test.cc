@@ -88,6 +88,9 @@ TEST_F(FileLoadingTest, RejectedSetKeepsItsOneP) {
   EXPECT_EQ(LastTotals(), Totals(1, 0, 1));
   EXPECT_EQ(StoredVector(1, 10).satNum, 1);
   EXPECT_EQ(CountInfo(kMissing1P), 0);
+  EXPECT_EQ(ErrorLines(), std::vector<std::string>{
+                              " ValidateQuorbValues: Invalid vector coordinate system = BAD!!"
+                              " (valid=TMDAT/TMEPO/MMB50/MMJ2K or blanks)"});
 }
 
 TEST_F(FileLoadingTest, StatusIsThatOfTheLastCardSet) {

@@ -1,0 +1,119 @@
+#include "Quorb/CardEvents.h"
+
+#include <span>
+
+#include "Quorb/QuorbCardReading.h"
+#include "Quorb/QuorbZyrReading.h"
+#include "Services/Calendar.h"
+#include "Services/Maneuvers.h"
+#include "Services/StringUtils.h"
+
+namespace quorb {
+namespace {
+
+// Epoch characters 3 to 17 may hold blanks that stand for zeros.
+constexpr std::size_t kEpochZeroFrom = 2;
+
+}  // namespace
+
+int32_t ReadKeyedCardSet(const Line& line1, const Line& line2, QuorbRecord& rec,
+                         int64_t& composedKey) {
+  composedKey = -1;
+  const int32_t status = Lines2Quorb(line1, line2, rec);
+  if (status != 0) return status;
+  BlankToZeroChar(std::span(rec.epochDtg).subspan(kEpochZeroFrom));
+  composedKey = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
+  return status;
+}
+
+CardEventBatch::CardEventBatch() : events_(kCapacity) {}
+
+bool CardEventBatch::ended() const {
+  if (size_ == 0) return false;
+  const CardEventKind last = events_[size_ - 1].kind;
+  return last == CardEventKind::kEnd || last == CardEventKind::kZyrVecData ||
+         last == CardEventKind::kZyrCtrlData;
+}
+
+void CardEventBatch::Clear() {
+  size_ = 0;
+  texts_.clear();
+  held_.clear();
+}
+
+CardEvent& CardEventBatch::Next() {
+  CardEvent& event = events_[size_++];
+  event.heldBegin = event.heldEnd = 0;
+  return event;
+}
+
+std::string_view CardEventBatch::Keep(std::string_view text) {
+  return texts_.emplace_back(text);
+}
+
+void CardEventReader::Fill(CardEventBatch& batch) {
+  batch.Clear();
+  TraceLogCapture capture(batch.held_);
+  std::string_view line;
+  while (!batch.full()) {
+    if (unit_ == nullptr || !UnitReadLine(*unit_, line)) {
+      batch.Next().kind = CardEventKind::kEnd;
+      return;
+    }
+    if (!AddLine(line, batch)) return;
+  }
+}
+
+bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
+  if (IsSkippedLine(line)) return true;
+  if (IsManeuvCardType(line)) {
+    CardEvent& event = batch.Next();
+    event.kind = CardEventKind::kManeuver;
+    event.card = batch.Keep(line);
+    return true;
+  }
+  switch (QuorbCardTypeAnyCase(line)) {
+    case kCard1P:
+      pending1P_.Assign(line);
+      state_ = Pending1P::kUnused;
+      return true;
+    case kCard2P:
+      if (state_ == Pending1P::kUnused) {
+        AddCardSet(line, batch);
+      } else {
+        AddLone2P(line, batch);
+      }
+      return true;
+    case kCardZyrVecData:
+      batch.Next().kind = CardEventKind::kZyrVecData;
+      return false;
+    case kCardZyrCtrlData:
+      batch.Next().kind = CardEventKind::kZyrCtrlData;
+      return false;
+    default:
+      // A keyword ends any card set in progress; the keyword pass acted on
+      // it already.
+      state_ = Pending1P::kNone;
+      return true;
+  }
+}
+
+void CardEventReader::AddCardSet(std::string_view line2, CardEventBatch& batch) {
+  CardEvent& event = batch.Next();
+  event.kind = CardEventKind::kCardSet;
+  event.heldBegin = static_cast<uint32_t>(batch.held_.size());
+  card2P_.Assign(line2);
+  event.status = ReadKeyedCardSet(pending1P_.line(), card2P_.line(), event.rec, event.composedKey);
+  event.heldEnd = static_cast<uint32_t>(batch.held_.size());
+  state_ = Pending1P::kUsed;
+}
+
+void CardEventReader::AddLone2P(std::string_view line2, CardEventBatch& batch) {
+  CardEvent& event = batch.Next();
+  event.kind = CardEventKind::kLone2P;
+  event.card = batch.Keep(line2);
+  event.has1P = state_ == Pending1P::kUsed;
+  if (event.has1P) event.card1P = batch.Keep(TrimRight(View(pending1P_.line())));
+}
+
+}  // namespace quorb

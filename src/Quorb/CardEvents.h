@@ -1,0 +1,108 @@
+// The card pass's reading side: a unit's lines turned into events, with each
+// card set already read into a record and keyed. Reading and storing are
+// apart so that a large file can be read ahead on a second thread while the
+// thread that loads it stores what was read.
+#ifndef QUORB_QUORB_CARDEVENTS_H_
+#define QUORB_QUORB_CARDEVENTS_H_
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Quorb/QuorbTypes.h"
+#include "Services/FileUnits.h"
+#include "Services/FixedText.h"
+#include "Services/TraceLog.h"
+
+namespace quorb {
+
+// Reads a card set into rec and keys it: Lines2Quorb's status (logged
+// when not 0), and with status 0 the key in composedKey (-1 when the
+// vector cannot be keyed). Epoch blanks become zeros first.
+int32_t ReadKeyedCardSet(const Line& line1, const Line& line2, QuorbRecord& rec,
+                         int64_t& composedKey);
+
+enum class CardEventKind : uint8_t {
+  kCardSet,      // a 2P card after a 1P card not yet used: read into rec
+  kLone2P,       // a 2P card after no 1P, or after one a card set used
+  kManeuver,     // a maneuver card
+  kZyrVecData,   // keyed vector data follow; the reading stopped after that line
+  kZyrCtrlData,  // keyed control data follow; the reading stopped after that line
+  kEnd,          // the unit has no more lines
+};
+
+struct CardEvent {
+  CardEventKind kind = CardEventKind::kEnd;
+  // kCardSet: Lines2Quorb's status; with status 0, rec holds the vector
+  // (epoch blanks made zeros) and composedKey its key, or -1.
+  int32_t status = 0;
+  int64_t composedKey = -1;
+  QuorbRecord rec;
+  // kManeuver: the card. kLone2P: the 2P card, and the 1P card when one
+  // may still be pending (a card set used it and no keyword came since).
+  std::string_view card;
+  std::string_view card1P;
+  bool has1P = false;
+  // The messages reading logged, held in the batch's list.
+  uint32_t heldBegin = 0;
+  uint32_t heldEnd = 0;
+};
+
+// Events in the order of the lines. The storage stays for reuse.
+class CardEventBatch {
+ public:
+  // Room for this many events; a batch ends earlier only at an end event.
+  static constexpr std::size_t kCapacity = 512;
+
+  CardEventBatch();
+
+  std::size_t size() const { return size_; }
+  const CardEvent& operator[](std::size_t i) const { return events_[i]; }
+  bool full() const { return size_ == kCapacity; }
+  // True when the last event ends the reading.
+  bool ended() const;
+  const std::vector<HeldLogLine>& held() const { return held_; }
+
+ private:
+  friend class CardEventReader;
+
+  void Clear();
+  CardEvent& Next();
+  // Copies text into the batch's own storage.
+  std::string_view Keep(std::string_view text);
+
+  std::vector<CardEvent> events_;
+  std::size_t size_ = 0;
+  std::deque<std::string> texts_;  // a deque keeps the kept texts in place
+  std::vector<HeldLogLine> held_;
+};
+
+// Reads a unit's lines as the card pass sees them. Apart from its held
+// messages it has no effect beyond the unit, so it may run on any thread.
+class CardEventReader {
+ public:
+  // unit may be nullptr: the reading then ends at once.
+  explicit CardEventReader(Unit* unit) : unit_(unit) {}
+
+  // Refills batch with the next events, up to its capacity or an end event.
+  void Fill(CardEventBatch& batch);
+
+ private:
+  enum class Pending1P : uint8_t { kNone, kUnused, kUsed };
+
+  // Adds the event of one line; false once the reading has ended.
+  bool AddLine(std::string_view line, CardEventBatch& batch);
+  void AddCardSet(std::string_view line2, CardEventBatch& batch);
+  void AddLone2P(std::string_view line2, CardEventBatch& batch);
+
+  Unit* unit_;
+  LineBuffer pending1P_;
+  LineBuffer card2P_;
+  Pending1P state_ = Pending1P::kNone;
+};
+
+}  // namespace quorb
+
+#endif  // QUORB_QUORB_CARDEVENTS_H_

@@ -1,0 +1,201 @@
+#include "Quorb/CardPass.h"
+
+#include <optional>
+#include <span>
+#include <system_error>
+#include <thread>
+
+#include "Quorb/CardEvents.h"
+#include "Quorb/ManeuverBuffer.h"
+#include "Quorb/QuorbFileLoading.h"
+#include "Quorb/QuorbTree.h"
+#include "Quorb/QuorbZyrReading.h"
+#include "Services/BatchQueue.h"
+#include "Services/TraceLog.h"
+
+namespace quorb {
+namespace {
+
+// Batches in flight between the reading thread and the storing one: enough
+// to ride out a stall on either side, few enough to stay in cache.
+constexpr int kBatchesInFlight = 4;
+
+// The storing side: acts on the events in the order of the lines.
+class CardPass {
+ public:
+  CardPass(std::string_view topPath, int32_t unit, LoadCounts& counts)
+      : topPath_(topPath), unit_(unit), counts_(counts) {}
+
+  void Apply(const CardEventBatch& batch) {
+    for (std::size_t i = 0; i < batch.size(); ++i) Apply(batch[i], batch.held());
+  }
+
+  int32_t status() const { return status_; }
+
+ private:
+  void Apply(const CardEvent& event, std::span<const HeldLogLine> held) {
+    switch (event.kind) {
+      case CardEventKind::kCardSet:
+        hasPending1P_ = true;
+        HandOverDueManeuvers();
+        for (const HeldLogLine& line :
+             held.subspan(event.heldBegin, event.heldEnd - event.heldBegin)) {
+          TraceLogDeliverHeld(line);
+        }
+        Settle(event.status, event.rec, event.composedKey);
+        break;
+      case CardEventKind::kLone2P:
+        ReadLone2P(event);
+        break;
+      case CardEventKind::kManeuver:
+        KeepManeuver(event.card);
+        break;
+      case CardEventKind::kZyrVecData:
+        ReadZyrQuorbs(unit_, counts_);
+        status_ = 0;
+        Finish(/*onlyIfLoadedSince=*/false);
+        break;
+      case CardEventKind::kZyrCtrlData:
+        ReadCtrlData();
+        Finish(/*onlyIfLoadedSince=*/true);
+        break;
+      case CardEventKind::kEnd:
+        Finish(/*onlyIfLoadedSince=*/true);
+        break;
+    }
+  }
+
+  void KeepManeuver(std::string_view line) {
+    if (!maneuvers_.Append(line) && maneuvers_.dropped() == 1) {
+      TraceLogInfo("Warning-ReadOnlyQUORBs: More than 100 maneuver cards; the rest are ignored.");
+    }
+  }
+
+  // A 2P card that pairs with the 1P card of an earlier set only if that
+  // set did not store its vector.
+  void ReadLone2P(const CardEvent& event) {
+    if (!event.has1P || !hasPending1P_) {
+      ++counts_.bad;
+      TraceLogInfo("ReadOnlyQUORBs: Missing 1P card in 1P/2P card set.");
+      return;
+    }
+    HandOverDueManeuvers();
+    line1_.Assign(event.card1P);
+    line2_.Assign(event.card);
+    int64_t composedKey = -1;
+    const int32_t status = ReadKeyedCardSet(line1_.line(), line2_.line(), rec_, composedKey);
+    Settle(status, rec_, composedKey);
+  }
+
+  // The maneuvers gathered so far belong to the vector loaded last.
+  void HandOverDueManeuvers() {
+    if (loadedSince_ && lastKey_ && !maneuvers_.empty()) {
+      HandOverManeuvers();
+      maneuvers_.Clear();
+      loadedSince_ = false;
+    }
+  }
+
+  void Settle(int32_t status, const QuorbRecord& rec, int64_t composedKey) {
+    status_ = status;
+    if (status != 0 || composedKey == -1) {
+      ++counts_.bad;
+      return;
+    }
+    bool linked = false;
+    const int64_t key = AddValidQuorbToMem(rec, composedKey, &linked);
+    if (key == 0) {
+      ++counts_.dup;
+    } else if (key > 0) {
+      ++counts_.loaded;
+      loadedSince_ = true;
+      // A duplicate answered with the stored key added no vector of ours.
+      lastKey_ = linked ? std::optional(key) : std::nullopt;
+      hasPending1P_ = false;
+    }
+  }
+
+  // Keyed control data for the satellite named by the top file.
+  void ReadCtrlData() {
+    if (const std::optional<int32_t> status =
+            AttachZyrCtrls(GetSatNumFrFilePath(topPath_), unit_)) {
+      status_ = *status;
+    }
+  }
+
+  // The store's writer protocol keeps readers from copying the vector while
+  // its cards change.
+  void HandOverManeuvers() {
+    QuorbModifyRec(*lastKey_, [this](QuorbRecord& rec) { maneuvers_.CopyTo(rec); });
+  }
+
+  void Finish(bool onlyIfLoadedSince) {
+    if (status_ != 2 && lastKey_ && !maneuvers_.empty() && (loadedSince_ || !onlyIfLoadedSince)) {
+      HandOverManeuvers();
+    }
+  }
+
+  std::string_view topPath_;
+  int32_t unit_;
+  LoadCounts& counts_;
+  int32_t status_ = 0;
+  // The 1P card of the last card set read has not been used by a stored
+  // vector yet.
+  bool hasPending1P_ = false;
+  ManeuverBuffer maneuvers_;
+  bool loadedSince_ = false;        // a vector loaded since the last hand-over
+  std::optional<int64_t> lastKey_;  // keys stay valid where node pointers move
+  // For the rare card set read on this side.
+  LineBuffer line1_;
+  LineBuffer line2_;
+  QuorbRecord rec_;
+};
+
+// Stores the first batch and what follows it, while a second thread reads
+// ahead. False when no thread could be started; nothing was stored then.
+bool ApplyReadAhead(CardEventReader& reader, const CardEventBatch& first, CardPass& pass) {
+  BatchQueue<CardEventBatch> queue(kBatchesInFlight);
+  std::thread reading;
+  try {
+    reading = std::thread([&reader, &queue] {
+      for (bool ended = false; !ended;) {
+        std::unique_ptr<CardEventBatch> batch = queue.TakeEmpty();
+        reader.Fill(*batch);
+        ended = batch->ended();
+        queue.PutFilled(std::move(batch));
+      }
+    });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  pass.Apply(first);
+  for (;;) {
+    std::unique_ptr<CardEventBatch> batch = queue.TakeFilled();
+    if (batch->ended()) {
+      // The unit is this thread's again before the keyed data are read.
+      reading.join();
+      pass.Apply(*batch);
+      return true;
+    }
+    pass.Apply(*batch);
+    queue.PutEmpty(std::move(batch));
+  }
+}
+
+}  // namespace
+
+int32_t RunCardPass(std::string_view topPath, int32_t unit, LoadCounts& counts) {
+  CardPass pass(topPath, unit, counts);
+  CardEventReader reader(UnitForReading(unit));
+  auto batch = std::make_unique<CardEventBatch>();
+  reader.Fill(*batch);
+  if (!batch->ended() && ApplyReadAhead(reader, *batch, pass)) return pass.status();
+  // A unit read in one batch, or no second thread to be had.
+  for (;;) {
+    pass.Apply(*batch);
+    if (batch->ended()) return pass.status();
+    reader.Fill(*batch);
+  }
+}
+
+}  // namespace quorb
