@@ -16,13 +16,16 @@ constexpr std::size_t kEpochZeroFrom = 2;
 
 }  // namespace
 
-int32_t ReadKeyedCardSet(const Line& line1, const Line& line2, QuorbRecord& rec,
-                         int64_t& composedKey) {
+int32_t ReadCardSet(const Line& line1, const Line& line2, QuorbRecord& rec) {
+  const int32_t status = ReadCardSetFields(line1, line2, rec);
+  if (status == 0) BlankToZeroChar(std::span(rec.epochDtg).subspan(kEpochZeroFrom));
+  return status;
+}
+
+int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey) {
   composedKey = -1;
-  const int32_t status = Lines2Quorb(line1, line2, rec);
-  if (status != 0) return status;
-  BlankToZeroChar(std::span(rec.epochDtg).subspan(kEpochZeroFrom));
-  composedKey = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
+  const int32_t status = ValidateQuorbValues(rec);
+  if (status == 0) composedKey = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
   return status;
 }
 
@@ -103,7 +106,7 @@ void CardEventReader::AddCardSet(std::string_view line2, CardEventBatch& batch) 
   event.kind = CardEventKind::kCardSet;
   event.heldBegin = static_cast<uint32_t>(batch.held_.size());
   card2P_.Assign(line2);
-  event.status = ReadKeyedCardSet(pending1P_.line(), card2P_.line(), event.rec, event.composedKey);
+  event.status = ReadCardSet(pending1P_.line(), card2P_.line(), event.rec);
   event.heldEnd = static_cast<uint32_t>(batch.held_.size());
   state_ = Pending1P::kUsed;
 }

@@ -1,5 +1,5 @@
 // The card pass's reading side: a unit's lines turned into events, with each
-// card set already read into a record and keyed. Reading and storing are
+// card set already read into a record. Reading and storing are
 // apart so that a large file can be read ahead on a second thread while the
 // thread that loads it stores what was read.
 #ifndef QUORB_QUORB_CARDEVENTS_H_
@@ -18,11 +18,13 @@
 
 namespace quorb {
 
-// Reads a card set into rec and keys it: Lines2Quorb's status (logged
-// when not 0), and with status 0 the key in composedKey (-1 when the
-// vector cannot be keyed). Epoch blanks become zeros first.
-int32_t ReadKeyedCardSet(const Line& line1, const Line& line2, QuorbRecord& rec,
-                         int64_t& composedKey);
+// Reads a card set's fields into rec, making epoch blanks zeros: 0, or 2
+// after logging why (Lines2Quorb's messages).
+int32_t ReadCardSet(const Line& line1, const Line& line2, QuorbRecord& rec);
+
+// Validates a card set read by ReadCardSet and keys it: 0 with the key in
+// composedKey (-1 when the vector cannot be keyed), or 2 after logging why.
+int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey);
 
 enum class CardEventKind : uint8_t {
   kCardSet,      // a 2P card after a 1P card not yet used: read into rec
@@ -35,10 +37,9 @@ enum class CardEventKind : uint8_t {
 
 struct CardEvent {
   CardEventKind kind = CardEventKind::kEnd;
-  // kCardSet: Lines2Quorb's status; with status 0, rec holds the vector
-  // (epoch blanks made zeros) and composedKey its key, or -1.
+  // kCardSet: ReadCardSet's status and record. Validating and keying it
+  // is left to the storing side, which has time to spare.
   int32_t status = 0;
-  int64_t composedKey = -1;
   QuorbRecord rec;
   // kManeuver: the card. kLone2P: the 2P card, and the 1P card when one
   // may still be pending (a card set used it and no keyword came since).

@@ -42,7 +42,7 @@ class CardPass {
              held.subspan(event.heldBegin, event.heldEnd - event.heldBegin)) {
           TraceLogDeliverHeld(line);
         }
-        Settle(event.status, event.rec, event.composedKey);
+        Settle(event.status, event.rec);
         break;
       case CardEventKind::kLone2P:
         ReadLone2P(event);
@@ -82,9 +82,7 @@ class CardPass {
     HandOverDueManeuvers();
     line1_.Assign(event.card1P);
     line2_.Assign(event.card);
-    int64_t composedKey = -1;
-    const int32_t status = ReadKeyedCardSet(line1_.line(), line2_.line(), rec_, composedKey);
-    Settle(status, rec_, composedKey);
+    Settle(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_);
   }
 
   // The maneuvers gathered so far belong to the vector loaded last.
@@ -96,7 +94,10 @@ class CardPass {
     }
   }
 
-  void Settle(int32_t status, const QuorbRecord& rec, int64_t composedKey) {
+  // Validates, keys and stores a card set read with the given status.
+  void Settle(int32_t status, const QuorbRecord& rec) {
+    int64_t composedKey = -1;
+    if (status == 0) status = ValidateAndKey(rec, composedKey);
     status_ = status;
     if (status != 0 || composedKey == -1) {
       ++counts_.bad;

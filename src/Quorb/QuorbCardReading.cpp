@@ -211,6 +211,11 @@ bool Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2) {
 }
 
 int32_t Lines2Quorb(const Line& line1, const Line& line2, QuorbRecord& rec) {
+  const int32_t status = ReadCardSetFields(line1, line2, rec);
+  return status != 0 ? status : ValidateQuorbValues(rec);
+}
+
+int32_t ReadCardSetFields(const Line& line1, const Line& line2, QuorbRecord& rec) {
   FreeQuorbRecord(rec);
   if (QuorbCardType(View(line1)) != kCard1P) {
     TraceLogError("Lines2Quorb: Invalid 1P card set.");
@@ -236,7 +241,7 @@ int32_t Lines2Quorb(const Line& line1, const Line& line2, QuorbRecord& rec) {
     return 2;
   }
   rec.satNum = Alpha5ToNum(Field(line2, k2PSatNum));
-  return ValidateQuorbValues(rec);
+  return 0;
 }
 
 Text<32> FieldsToStr(const QuorbRecord& rec) {
