@@ -55,7 +55,10 @@ QUORB_API int32_t QuorbRemoveAllSats(void);
 /* Loads an input file (card sets, maneuver cards, keywords naming further
  * files, keyed vector and control data). Returns 0, 2 when the last card set
  * read was rejected, or the status of a file that could not be opened. The
- * counts of loaded, duplicate and bad vectors go to the trace log. */
+ * counts of loaded, duplicate and bad vectors go to the trace log. A file of
+ * more than a few hundred card sets is read ahead on a second thread, which
+ * the call starts and joins before it returns; every message of the load
+ * still comes from the calling thread. */
 QUORB_API int32_t QuorbLoadFile(const char* fileName);
 /* Writes every stored vector as a card set, in ascending key order.
  * saveMode 0 replaces the file, any other value appends to it. Returns 0,
