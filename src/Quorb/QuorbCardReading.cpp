@@ -188,13 +188,17 @@ int32_t QuorbCardType(std::string_view line) {
   return KeywordType(line);
 }
 
+bool BeginsLikeKeyword(std::string_view line) {
+  return !line.empty() && IsKeywordInitial(UpperCase(line.front()));
+}
+
 int32_t QuorbCardTypeAnyCase(std::string_view line) {
   // Cards, by far the most common lines, are told by three columns, and
   // only a line that begins like a keyword is upper-cased whole.
   CardTag tag = CardTagOf(line);
   std::transform(tag.begin(), tag.end(), tag.begin(), UpperCase);
   if (const int32_t code = CardTagType(tag)) return code;
-  if (line.empty() || !IsKeywordInitial(UpperCase(line.front()))) return kCardOther;
+  if (!BeginsLikeKeyword(line)) return kCardOther;
   Text<kCardColumns> upper;
   ToUpperCase(upper, line.substr(0, std::min(line.size(), kCardColumns)));
   return KeywordType(View(upper));

@@ -33,6 +33,10 @@ int32_t QuorbCardType(std::string_view line);
 // lines: keywords count in any letter case.
 int32_t QuorbCardTypeAnyCase(std::string_view line);
 
+// False when the line cannot be a keyword line, whatever its card columns:
+// its first character is no keyword's first letter in either case.
+bool BeginsLikeKeyword(std::string_view line);
+
 // Writes rec as a card set. Returns false (and logs) when a card cannot be
 // made; a value too wide for its columns fills them with asterisks instead.
 bool Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2);
