@@ -106,8 +106,9 @@ int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path) {
   LoadCounts counts;
   std::string_view line;
   while (UnitReadLine(unit, line)) {
-    // Most lines are cards; a glance at the first column passes them over.
-    if (!BeginsLikeKeyword(line) || IsSkippedLine(line)) continue;
+    // Most lines are cards, comments or blanks; a glance at the first column
+    // passes them over.
+    if (!BeginsLikeKeyword(line)) continue;
     const int32_t code = QuorbCardTypeAnyCase(line);
     if (code == kCardDmaOn) {
       ElsetKeyModeSet(1);
