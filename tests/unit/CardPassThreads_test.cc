@@ -189,34 +189,43 @@ TEST_F(CardPassTest, LastSetRejectedAfterManyBatchesGivesStatusTwo) {
   EXPECT_EQ(lastError, rejected);
 }
 
-// Each thread loads its own large file; every totals line reaches the
-// thread whose load it ends.
-TEST_F(CardPassTest, LargeLoadsOnSeveralThreadsKeepTheirCounts) {
-  constexpr int kThreads = 3;
-  constexpr int kSetsPerThread = 4000;
-  std::vector<std::string> paths;
+// Loads on four threads at once, each with its own satellites and an
+// included file, both large enough to be read ahead; every thread's totals
+// line reaches that thread alone.
+TEST_F(CardPassTest, LoadsOnSeveralThreadsKeepTheirOwnCounts) {
+  constexpr int kThreads = 4;
+  constexpr int kSetsPerFile = 1500;
+  std::vector<std::string> tops;
   for (int t = 0; t < kThreads; ++t) {
-    std::string content;
-    for (int i = 0; i < kSetsPerThread; ++i) {
-      content += CardSet(t * kSetsPerThread + i + 1, 10);
-      if (i % 7 == 0) content += Card2P(1, 10) + "\n";  // its 1P card went with the set before
+    std::string own;
+    std::string included;
+    for (int i = 0; i < kSetsPerFile; ++i) {
+      own += CardSet(t * 10000 + i, 10);
+      included += CardSet(t * 10000 + i, 11);
     }
-    paths.push_back(WriteFile("thread" + std::to_string(t) + ".txt", content));
+    const std::string name = "t" + std::to_string(t);
+    WriteFile(name + "/inc.txt", included);
+    tops.push_back(WriteFile(name + "/top.txt", "VECFIL = inc.txt\n" + own + k1P + "\n" +
+                                                    Card2P(t, 12, "XXXXX") + "\n" +
+                                                    CardSet(t * 10000 + 9999, 12)));
   }
-  std::vector<std::string> lastInfo(kThreads);
+  std::vector<int32_t> statuses(kThreads, -1);
+  std::vector<std::string> totals(kThreads);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
-      EXPECT_EQ(Load(paths[t]), 0);
-      char line[256];
+      statuses[t] = Load(tops[t]);
+      char line[128];
       TraceLogLastInfo(line, sizeof line);
-      lastInfo[t] = line;
+      totals[t] = line;
     });
   }
   for (std::thread& thread : threads) thread.join();
-  const int lone2P = (kSetsPerThread + 6) / 7;
-  for (const std::string& line : lastInfo) EXPECT_EQ(line, Totals(kSetsPerThread, 0, lone2P));
-  EXPECT_EQ(QuorbGetNumOfTreeNodes(), kThreads * kSetsPerThread);
+  for (int t = 0; t < kThreads; ++t) {
+    EXPECT_EQ(statuses[t], 0);
+    EXPECT_EQ(totals[t], Totals(2 * kSetsPerFile + 1, 0, 1));
+  }
+  EXPECT_EQ(QuorbGetNumOfTreeNodes(), kThreads * (2 * kSetsPerFile + 1));
 }
 
 }  // namespace

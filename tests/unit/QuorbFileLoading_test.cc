@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "LoadTestSupport.h"
@@ -378,44 +377,6 @@ TEST(GetSatNumFrFilePath, ReadsTheFirstFiveCharactersOfTheName) {
 TEST(CreateInfoMsg, NamesTheField) {
   const Text<128> msg = CreateInfoMsg("PosX");
   EXPECT_EQ(TrimRight(View(msg)), "ValidateQuorbValues: Reset invalid PosX to a valid value.");
-}
-
-// Loads on four threads at once, each with its own satellites and an
-// included file; every thread's totals line reaches that thread alone.
-TEST_F(FileLoadingTest, LoadsOnSeveralThreadsKeepTheirOwnCounts) {
-  constexpr int kThreads = 4;
-  constexpr int kSetsPerFile = 500;
-  std::vector<std::string> tops;
-  for (int t = 0; t < kThreads; ++t) {
-    std::string own;
-    std::string included;
-    for (int i = 0; i < kSetsPerFile; ++i) {
-      own += CardSet(t * 10000 + i, 10);
-      included += CardSet(t * 10000 + i, 11);
-    }
-    const std::string name = "t" + std::to_string(t);
-    WriteFile(name + "/inc.txt", included);
-    tops.push_back(WriteFile(name + "/top.txt", "VECFIL = inc.txt\n" + own + k1P + "\n" +
-                                                    Card2P(t, 12, "XXXXX") + "\n" +
-                                                    CardSet(t * 10000 + 9999, 12)));
-  }
-  std::vector<int32_t> statuses(kThreads, -1);
-  std::vector<std::string> totals(kThreads);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      statuses[t] = Load(tops[t]);
-      char line[128];
-      TraceLogLastInfo(line, sizeof line);
-      totals[t] = line;
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  for (int t = 0; t < kThreads; ++t) {
-    EXPECT_EQ(statuses[t], 0);
-    EXPECT_EQ(totals[t], Totals(2 * kSetsPerFile + 1, 0, 1));
-  }
-  EXPECT_EQ(QuorbGetNumOfTreeNodes(), kThreads * (2 * kSetsPerFile + 1));
 }
 
 }  // namespace
