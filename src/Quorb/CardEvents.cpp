@@ -16,10 +16,21 @@ constexpr std::size_t kEpochZeroFrom = 2;
 
 }  // namespace
 
-int32_t ReadCardSet(const Line& line1, const Line& line2, QuorbRecord& rec) {
-  const int32_t status = ReadCardSetFields(line1, line2, rec);
+namespace {
+
+int32_t ZeroEpochBlanks(int32_t status, QuorbRecord& rec) {
   if (status == 0) BlankToZeroChar(std::span(rec.epochDtg).subspan(kEpochZeroFrom));
   return status;
+}
+
+}  // namespace
+
+int32_t ReadCardSet(const Line& line1, const Line& line2, QuorbRecord& rec) {
+  return ZeroEpochBlanks(ReadCardSetFields(line1, line2, rec), rec);
+}
+
+int32_t ReadCardSetOfCards(const Line& line1, const Line& line2, QuorbRecord& rec) {
+  return ZeroEpochBlanks(ReadCardFields(line1, line2, rec), rec);
 }
 
 int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey) {
@@ -75,14 +86,19 @@ bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
     event.card = batch.Keep(line);
     return true;
   }
-  switch (QuorbCardTypeAnyCase(line)) {
+  // A card told in its own letter case needs no second look when read.
+  int32_t type = QuorbCardType(line);
+  const bool isCard = type == kCard1P || type == kCard2P;
+  if (!isCard) type = QuorbCardTypeAnyCase(line);
+  switch (type) {
     case kCard1P:
       pending1P_.Assign(line);
+      pending1PIsCard_ = isCard;
       state_ = Pending1P::kUnused;
       return true;
     case kCard2P:
       if (state_ == Pending1P::kUnused) {
-        AddCardSet(line, batch);
+        AddCardSet(line, isCard, batch);
       } else {
         AddLone2P(line, batch);
       }
@@ -101,12 +117,14 @@ bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
   }
 }
 
-void CardEventReader::AddCardSet(std::string_view line2, CardEventBatch& batch) {
+void CardEventReader::AddCardSet(std::string_view line2, bool isCard, CardEventBatch& batch) {
   CardEvent& event = batch.Next();
   event.kind = CardEventKind::kCardSet;
   event.heldBegin = static_cast<uint32_t>(batch.held_.size());
   card2P_.Assign(line2);
-  event.status = ReadCardSet(pending1P_.line(), card2P_.line(), event.rec);
+  event.status = pending1PIsCard_ && isCard
+                     ? ReadCardSetOfCards(pending1P_.line(), card2P_.line(), event.rec)
+                     : ReadCardSet(pending1P_.line(), card2P_.line(), event.rec);
   event.heldEnd = static_cast<uint32_t>(batch.held_.size());
   state_ = Pending1P::kUsed;
 }

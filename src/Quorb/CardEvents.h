@@ -21,6 +21,9 @@ namespace quorb {
 // Reads a card set's fields into rec, making epoch blanks zeros: 0, or 2
 // after logging why (Lines2Quorb's messages).
 int32_t ReadCardSet(const Line& line1, const Line& line2, QuorbRecord& rec);
+// ReadCardSet for lines that QuorbCardType already told to be a 1P and a 2P
+// card.
+int32_t ReadCardSetOfCards(const Line& line1, const Line& line2, QuorbRecord& rec);
 
 // Validates a card set read by ReadCardSet and keys it: 0 with the key in
 // composedKey (-1 when the vector cannot be keyed), or 2 after logging why.
@@ -95,13 +98,14 @@ class CardEventReader {
 
   // Adds the event of one line; false once the reading has ended.
   bool AddLine(std::string_view line, CardEventBatch& batch);
-  void AddCardSet(std::string_view line2, CardEventBatch& batch);
+  void AddCardSet(std::string_view line2, bool isCard, CardEventBatch& batch);
   void AddLone2P(std::string_view line2, CardEventBatch& batch);
 
   Unit* unit_;
   LineBuffer pending1P_;
   LineBuffer card2P_;
   Pending1P state_ = Pending1P::kNone;
+  bool pending1PIsCard_ = false;  // QuorbCardType, not only in any case, told it
 };
 
 }  // namespace quorb

@@ -229,6 +229,11 @@ int32_t ReadCardSetFields(const Line& line1, const Line& line2, QuorbRecord& rec
     TraceLogError("Lines2Quorb: Invalid 2P card set.");
     return 2;
   }
+  return ReadCardFields(line1, line2, rec);
+}
+
+int32_t ReadCardFields(const Line& line1, const Line& line2, QuorbRecord& rec) {
+  FreeQuorbRecord(rec);
   const char level = line1[k1PSecClassCol - 1];
   if (!IsClassifyLevel(level)) {
     LogJoined({"Lines2Quorb: Line1 = '", View(line1), "'."});

@@ -48,6 +48,10 @@ int32_t Lines2Quorb(const Line& line1, const Line& line2, QuorbRecord& rec);
 // Lines2Quorb without the validation: only the cards' form and fields.
 int32_t ReadCardSetFields(const Line& line1, const Line& line2, QuorbRecord& rec);
 
+// ReadCardSetFields for lines that QuorbCardType already told to be a 1P
+// and a 2P card.
+int32_t ReadCardFields(const Line& line1, const Line& line2, QuorbRecord& rec);
+
 // A 32-character sortable label: satNum in 9 digits, then the epoch in days
 // since 1950 with 9 decimals right-aligned in 16 columns, then 7 blanks.
 Text<32> FieldsToStr(const QuorbRecord& rec);

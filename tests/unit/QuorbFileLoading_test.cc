@@ -92,6 +92,21 @@ TEST_F(FileLoadingTest, RejectedSetKeepsItsOneP) {
                               " (valid=TMDAT/TMEPO/MMB50/MMJ2K or blanks)"});
 }
 
+// The loader finds cards in any letter case, but a card set whose tags are
+// not upper case is rejected as the card reader rejects it.
+TEST_F(FileLoadingTest, LowerCaseCardTagsAreFoundAndRejected) {
+  std::string lower1P = k1P;
+  lower1P.back() = 'p';
+  std::string lower2P = Card2P(2, 10);
+  lower2P.back() = 'p';
+  const std::string path = WriteFile(
+      "cards.txt", lower1P + "\n" + Card2P(1, 10) + "\n" + k1P + "\n" + lower2P + "\n");
+  EXPECT_EQ(Load(path), 2);
+  EXPECT_EQ(LastTotals(), Totals(0, 0, 2));
+  EXPECT_EQ(ErrorLines(), (std::vector<std::string>{"Lines2Quorb: Invalid 1P card set.",
+                                                    "Lines2Quorb: Invalid 2P card set."}));
+}
+
 TEST_F(FileLoadingTest, StatusIsThatOfTheLastCardSet) {
   const std::string lastBad =
       WriteFile("a.txt", CardSet(1, 10) + CardSet(2, 10) + k1P + "\n" + Card2P(3, 10, "XXXXX"));
