@@ -14,10 +14,6 @@ namespace {
 // Epoch characters 3 to 17 may hold blanks that stand for zeros.
 constexpr std::size_t kEpochZeroFrom = 2;
 
-}  // namespace
-
-namespace {
-
 int32_t ZeroEpochBlanks(int32_t status, QuorbRecord& rec) {
   if (status == 0) BlankToZeroChar(std::span(rec.epochDtg).subspan(kEpochZeroFrom));
   return status;
