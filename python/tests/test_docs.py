@@ -11,7 +11,7 @@ from support import SOURCE_DIR, reset_library
 
 GUIDE = SOURCE_DIR / "docs" / "host-guide.md"
 README = SOURCE_DIR / "README.md"
-CONSUMER = SOURCE_DIR / "tests" / "consumer"
+CONSUMER = SOURCE_DIR / "examples" / "hosts"
 
 
 def enter_source_dir(test: doctest.DocTest) -> None:

@@ -76,11 +76,6 @@ void BlockPool::ReleaseIfUnused() {
   nextFresh_ = slabEnd_ = nullptr;
 }
 
-std::size_t BlockPool::live() const {
-  std::lock_guard lock(lock_);
-  return live_;
-}
-
 void BlockPool::AddSlab() {
   const std::size_t doublings = std::min<std::size_t>(slabs_.size(), 8);
   const std::size_t bytes =

@@ -52,8 +52,6 @@ class BlockPool {
   void ReleaseIfUnused();
 
   std::size_t blockSize() const { return blockSize_; }
-  // Blocks given out and not yet freed.
-  std::size_t live() const;
 
  private:
   struct FreeBlock {

@@ -204,14 +204,11 @@ int32_t QuorbCardTypeAnyCase(std::string_view line) {
   return KeywordType(View(upper));
 }
 
-bool Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2) {
+void Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2) {
   FillBlanks(line1.data(), line1.size());
   FillBlanks(line2.data(), line2.size());
-  // Every value has a written form (asterisks when it does not fit), so
-  // neither card can fail to be made.
   Write1P(rec, line1);
   Write2P(rec, line2);
-  return true;
 }
 
 int32_t Lines2Quorb(const Line& line1, const Line& line2, QuorbRecord& rec) {

@@ -37,9 +37,9 @@ int32_t QuorbCardTypeAnyCase(std::string_view line);
 // its first character is no keyword's first letter in either case.
 bool BeginsLikeKeyword(std::string_view line);
 
-// Writes rec as a card set. Returns false (and logs) when a card cannot be
-// made; a value too wide for its columns fills them with asterisks instead.
-bool Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2);
+// Writes rec as a card set. Every value has a written form: one too wide for
+// its columns fills them with asterisks.
+void Quorb2Lines(const QuorbRecord& rec, Line& line1, Line& line2);
 
 // Reads a card set into rec and validates it. Returns 0, or 2 after logging
 // why; after a failure rec's card fields are not to be trusted.

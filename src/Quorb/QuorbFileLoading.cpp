@@ -150,7 +150,8 @@ bool QuorbWriteLines(int32_t unit) {
   // The walk holds a read, so each record is written in place, not copied.
   QuorbVisitInOrder([&](const QuorbBinTree& node) {
     const QuorbRecord* rec = QuorbNodeRecord(node);
-    if (!rec || !Quorb2Lines(*rec, line1, line2)) return;
+    if (!rec) return;
+    Quorb2Lines(*rec, line1, line2);
     written &= UnitWriteLine(unit, CardText(line1));
     written &= UnitWriteLine(unit, CardText(line2));
   });

@@ -6,6 +6,7 @@
 #ifndef QUORB_SERVICES_DMAKEYS_H_
 #define QUORB_SERVICES_DMAKEYS_H_
 
+#include <cstddef>
 #include <cstdint>
 
 namespace quorb {
@@ -18,13 +19,17 @@ struct DmaHolder {
   int64_t self;       // the holder's own address; 0 once freed
   int32_t elsetType;  // 4 for vectors of this library
   int32_t padding0;
-  QuorbRecord* rec;   // owned by the holder
+  QuorbRecord* rec;  // owned by the holder
   int32_t word24;
   int32_t padding1;
-  void* attachA;      // data other components attach to the vector
+  void* attachA;  // data other components attach to the vector
   void* attachB;
 };
 static_assert(sizeof(DmaHolder) == 48, "the DMA holder is 48 bytes");
+static_assert(offsetof(DmaHolder, self) == 0 && offsetof(DmaHolder, elsetType) == 8 &&
+                  offsetof(DmaHolder, rec) == 16 && offsetof(DmaHolder, word24) == 24 &&
+                  offsetof(DmaHolder, attachA) == 32 && offsetof(DmaHolder, attachB) == 40,
+              "other components read the holder's fields at these offsets");
 
 // True for every key below 2^62 (composed keys start at 2^62).
 bool IsDMA(int64_t key);

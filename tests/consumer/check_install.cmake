@@ -7,7 +7,7 @@
 #       -DLIBDIR=... -DBINDIR=... -DWITH_COMMAND=ON|OFF -P check_install.cmake
 
 set(prefix ${WORK_DIR}/prefix)
-set(consumer ${CMAKE_CURRENT_LIST_DIR})
+set(consumer ${CMAKE_CURRENT_LIST_DIR}/../../examples/hosts)
 
 # Runs a command; its standard output lands in run_output. Fails the test
 # when the command fails or its output misses the regular expression EXPECT.

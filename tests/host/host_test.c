@@ -26,13 +26,21 @@ static int Padded(const char* out, size_t n, const char* text) {
   return i == n && memcmp(out, text, strlen(text)) == 0 && out[n] == kSentinel;
 }
 
-static void TestOutArraysArePadded(int64_t key) {
+int main(void) {
   struct {
     char value[kLineLength + 1], line1[kLineLength + 1], line2[kLineLength + 1];
     char secClass, intlDesig[9], epoch[18], coordSys[6];
   } out;
-  double pos[3], vel[3], bTerm, agom, thrust;
+  double pos[3], vel[3], bTerm, agom, thrust, xa[kArraySize];
   int32_t satNum, revNum, elsetNum;
+  int64_t ml[6] = {0};
+  const int64_t key = QuorbAddSatFrLines(kLine1, kLine2);
+
+  CHECK(QuorbSaveFile(kSavedFile, 0) == 0 && QuorbRemoveAllSats() == 0);
+  CHECK(QuorbLoadFile(kSavedFile) == 0 && QuorbGetCount() == 1 && QuorbGetSatKey(kSatNum) == key);
+  remove(kSavedFile);
+
+  /* Out arrays are blank-padded to exactly their length, with no terminator. */
   memset(&out, kSentinel, sizeof out);
   QuorbGetField(key, kSatNumField, out.value);
   QuorbGetLines(key, out.line1, out.line2);
@@ -41,60 +49,32 @@ static void TestOutArraysArePadded(int64_t key) {
   CHECK(Padded(out.value, kLineLength, "25544") && Padded(out.line1, kLineLength, kLine1));
   CHECK(Padded(out.line2, kLineLength, kLine2) && Padded(out.intlDesig, 8, "98067A"));
   CHECK(Padded(out.epoch, 17, "  25123120000.000") && Padded(out.coordSys, 5, "MMJ2K"));
-}
 
-/* An ML twin writes what its plain form returns; each call overwrites another key. */
-static void TestMLTwinsWriteTheKey(int64_t key) {
-  const double pos[3] = {7000.0, 10.5, -20.25}, vel[3] = {1.0, 7500.0, 2.0};
-  double xa[kArraySize];
-  char xs[kLineLength];
-  int64_t mlKey = 0, fieldsKey;
-  QuorbRemoveSat(key);
-  QuorbAddSatFrLinesML(kLine1, kLine2, &mlKey);
-  CHECK(mlKey == key);
-  QuorbFieldsToSatKeyML(kSatNum, "2025/124.5", &mlKey);
-  CHECK(mlKey == QuorbFieldsToSatKey(kSatNum, "2025/124.5") && mlKey != key);
-  QuorbGetSatKeyML(kSatNum, &mlKey);
-  CHECK(mlKey == key && QuorbGetSatKey(kSatNum) == key);
-  fieldsKey = QuorbAddSatFrFields(pos, vel, 'S', 7, "58001A", "2025/124.25", 1, 2, 0, 0, 0, "");
-  QuorbRemoveSat(fieldsKey);
-  QuorbAddSatFrFieldsML(pos, vel, 'S', 7, "58001A", "2025/124.25", 1, 2, 0, 0, 0, "", &mlKey);
-  CHECK(fieldsKey > 0 && mlKey == fieldsKey);
-  QuorbDataToArray(key, xa, xs);
-  QuorbRemoveSat(key);
-  QuorbAddSatFrArrayML(xa, xs, &mlKey);
-  CHECK(mlKey == key);
-  QuorbAddSatFrLinesML(kLine2, kLine1, &mlKey);
-  CHECK(mlKey == -1 && QuorbAddSatFrLines(kLine2, kLine1) == -1);
-}
-
-/* A NULL where the library needs a pointer is a failure, never a crash. */
-static void TestNullArguments(int64_t key) {
-  char xs[kLineLength];
+  /* A NULL where the library needs a pointer is a failure, never a crash. */
   CHECK(QuorbAddSatFrLines(NULL, kLine2) == -1 && QuorbAddSatFrArray(NULL, NULL) == -1);
   CHECK(QuorbAddSatFrFields(NULL, NULL, 'U', 1, NULL, NULL, 0, 0, 0, 0, 0, NULL) == -1);
   CHECK(QuorbFieldsToSatKey(1, NULL) == -1 && QuorbLoadFile(NULL) == 2);
   CHECK(QuorbSaveFile(NULL, 0) == 2 && QuorbGetLines(key, NULL, NULL) == 2);
   CHECK(QuorbGetField(key, 1, NULL) == 2 && QuorbSetField(key, 1, NULL) == 2);
-  CHECK(QuorbDataToArray(key, NULL, xs) == 2 && QuorbUpdateSatFrArray(key, NULL, xs) == 2);
+  CHECK(QuorbDataToArray(key, NULL, out.value) == 2);
+  CHECK(QuorbUpdateSatFrArray(key, NULL, out.value) == 2);
   QuorbAddSatFrLinesML(kLine1, kLine2, NULL);
   QuorbGetLoaded(0, NULL);
   CHECK(TraceLogLastError(NULL, 0) > 0);
-}
 
-/* The store saves to a file and loads it back. */
-static void TestSaveAndLoad(int64_t key) {
-  CHECK(QuorbSaveFile(kSavedFile, 0) == 0 && QuorbRemoveAllSats() == 0);
-  CHECK(QuorbLoadFile(kSavedFile) == 0 && QuorbGetCount() == 1 && QuorbGetSatKey(kSatNum) == key);
-  remove(kSavedFile);
-}
-
-int main(void) {
-  const int64_t key = QuorbAddSatFrLines(kLine1, kLine2);
-  TestSaveAndLoad(key);
-  TestOutArraysArePadded(key);
-  TestNullArguments(key);
-  TestMLTwinsWriteTheKey(key);
+  /* An ML twin writes the key its plain form returns, each into a slot of its own. */
+  QuorbDataToArray(key, xa, out.value);
+  QuorbRemoveSat(key);
+  QuorbAddSatFrArrayML(xa, out.value, &ml[0]);
+  QuorbFieldsToSatKeyML(kSatNum, "2025/124.5", &ml[1]);
+  QuorbGetSatKeyML(kSatNum, &ml[2]);
+  QuorbAddSatFrFieldsML(xa + 20, xa + 23, 'S', 7, "58001A", "2025/124.25", 1, 2, 0, 0, 0, "",
+                        &ml[3]);
+  QuorbRemoveSat(key);
+  QuorbAddSatFrLinesML(kLine1, kLine2, &ml[4]);
+  QuorbAddSatFrLinesML(kLine2, kLine1, &ml[5]);
+  CHECK(ml[0] == key && ml[1] == QuorbFieldsToSatKey(kSatNum, "2025/124.5") && ml[2] == key);
+  CHECK(ml[3] > 0 && ml[3] == QuorbGetSatKey(7) && ml[4] == key && ml[5] == -1);
   printf("host_test: %d failed\n", failed);
-  return failed == 0 ? 0 : 1;
+  return failed != 0;
 }

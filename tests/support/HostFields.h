@@ -11,17 +11,12 @@ namespace quorb::testing {
 
 struct HostFields {
   int32_t status = 0;
-  double pos[3];
-  double vel[3];
+  double pos[3], vel[3];
   char secClass;
   int32_t satNum;
-  char intlDesig[8];
-  char epochDtg[17];
-  int32_t revNum;
-  int32_t elsetNum;
-  double bTerm;
-  double agom;
-  double inTrackThrust;
+  char intlDesig[8], epochDtg[17];
+  int32_t revNum, elsetNum;
+  double bTerm, agom, inTrackThrust;
   char coordSys[5];
 };
 

