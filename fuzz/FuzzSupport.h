@@ -1,4 +1,4 @@
-// Shared by the fuzz targets: checks that libFuzzer reports, host text arrays.
+// Shared by the fuzz targets, each a program of its own: property checks, host text arrays.
 #ifndef QUORB_FUZZ_FUZZSUPPORT_H_
 #define QUORB_FUZZ_FUZZSUPPORT_H_
 
@@ -13,15 +13,11 @@
 #include "quorb/quorb.h"
 
 // A broken property aborts like a sanitizer report, so libFuzzer saves the input.
-#define FUZZ_CHECK(condition) \
-  ((condition) ? void() : quorb::fuzz::Fail(__FILE__, __LINE__, #condition))
-
-namespace quorb::fuzz {
-
-[[noreturn]] inline void Fail(const char* file, int line, const char* condition) {
-  std::fprintf(stderr, "%s:%d: property failed: %s\n", file, line, condition);
-  std::abort();
-}
+#define FUZZ_CHECK(condition)                                                                   \
+  ((condition)                                                                                  \
+       ? void()                                                                                 \
+       : (std::fprintf(stderr, "%s:%d: property failed: %s\n", __FILE__, __LINE__, #condition), \
+          std::abort()))
 
 constexpr int kArraySize = 155;           // doubles of the array form
 constexpr std::size_t kLineLength = 512;  // bytes of a host text array
@@ -39,12 +35,15 @@ inline bool SameBits(double a, double b) {
   return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
+// A real read as a 32-bit integer: truncated toward zero, missing when none holds it.
+inline double Truncated(double value, double missing) {
+  return value > -2147483649.0 && value < 2147483648.0 ? std::trunc(value) : missing;
+}
+
 inline auto SplitAt(char separator, const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   const std::size_t end = std::min(bytes.find(separator), size);
   return std::pair{bytes.substr(0, end), bytes.substr(std::min(end + 1, size))};
 }
-
-}  // namespace quorb::fuzz
 
 #endif  // QUORB_FUZZ_FUZZSUPPORT_H_
