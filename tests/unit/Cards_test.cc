@@ -115,7 +115,6 @@ TEST(CardType, CardsThenKeywords) {
                                                    {"RUN_OPTION_DC_ONLY", kCardZyrCtrlData},
                                                    {"VECFIL", kCardFileKeyword},
                                                    {"VECTORFILE vectors.txt", kCardFileKeyword},
-                                                   {"ELTFIL=a", kCardFileKeyword},
                                                    {"SATFIL=a", kCardFileKeyword},
                                                    {"ZYRVECFILE=z.txt", kCardZyrVecFile},
                                                    {"ZYRCTRLFILE=c.txt", kCardZyrCtrlFile},
@@ -254,7 +253,6 @@ TEST(Epochs, YearsDaysAndTheirEdges) {
       {"00060000000", 18263.0 + 59},
       {"1949/365.5", 0.5},
       {"2024/366.5", kDaysTo2025 + 0.5},
-      {"2000/366.5", 18263.0 + 365.5},
       {"25123120000.", kDaysTo2025 + 123.5},
       {"2200Dec31235959.999", 91677.0 - 0.001 / 86400}};
   for (const auto& [text, ds50] : ds50s) EXPECT_DOUBLE_EQ(DTG2DS50UTC(text), ds50) << text;

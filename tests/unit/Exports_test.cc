@@ -27,7 +27,6 @@ TEST_F(Exports, EveryEpochFormGivesTheStoredKey) {
     EXPECT_EQ(QuorbFieldsToSatKey(25544, epoch), key) << epoch;  // blanks read as zeros
   }
   EXPECT_EQ(QuorbFieldsToSatKey(25544, "yesterday"), -1);
-  EXPECT_EQ(QuorbFieldsToSatKey(25544, "2"), -1);
 }
 
 // Each index and the text of its field, left-justified.
