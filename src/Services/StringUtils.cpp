@@ -157,7 +157,7 @@ int SignificantDigits(std::string_view text) {
 void Tidy(std::string& text) {
   const std::size_t exponentStart = std::min(text.find('e'), text.size());
   const std::size_t point = text.find('.');
-  if (point != std::string::npos && point + 1 < exponentStart) {
+  if (point != std::string::npos) {
     std::size_t end = exponentStart;
     while (end > point + 2 && text[end - 1] == '0') --end;
     text.erase(end, exponentStart - end);
