@@ -34,6 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
 
   const int64_t key = QuorbAddSatFrArray(xa.data(), xs.data());
+  // No epoch outside 1957 to 2056, the years of two-digit epochs, is stored.
+  const double millisecond = 1 / 86'400'000.0;
+  FUZZ_CHECK(key == -1 || (xa[1] >= 2558.0 - millisecond && xa[1] < 39083.0));
   if (key <= 0) return 0;
   FUZZ_CHECK(QuorbUpdateSatFrArray(key, xa.data(), xs.data()) == 0);  // valid when added, so again
   out.fill(kUntouched);
@@ -57,9 +60,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   FUZZ_CHECK(out[7] == (xa[7] == 1.0 || xa[7] == 2.0 ? xa[7] : 0.0));
-  // Kept to the millisecond from 1957 to 2056, the years of two-digit epochs.
-  FUZZ_CHECK(!(xa[1] >= 2558.0 && xa[1] < 39083.0 - 1 / 86'400'000.0) ||
-             std::fabs(out[1] - xa[1]) <= 0.5 / 86'400'000.0 + 1e-11);
+  // Kept to the millisecond.
+  FUZZ_CHECK(!(xa[1] >= 2558.0 && xa[1] < 39083.0 - millisecond) ||
+             std::fabs(out[1] - xa[1]) <= millisecond / 2 + 1e-11);
 
   // The cards of the array are those of the vector stored from it.
   QuorbArrayToLines(xa.data(), xs.data(), arrayLines[0], arrayLines[1]);

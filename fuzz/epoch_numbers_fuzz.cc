@@ -21,9 +21,11 @@ static void CheckEpoch(std::string_view text, int32_t satNum) {
   FUZZ_CHECK(std::fabs(ds50 - expected) <= 1e-14 * std::fabs(expected) + 1e-15);
 
   // DS50ToDate15 writes two-digit years, 1957 to 2056, rounded to the
-  // millisecond after the microsecond that ds50 may lose.
-  if (ds50 < 2558.0 || ds50 >= 39083.0 - 1 / 86'400'000.0) return;
+  // millisecond after the microsecond that ds50 may lose; asterisks outside.
   const std::optional<int64_t> back = ParseEpoch(View(DS50ToDate15(ds50)));
+  const double millisecond = 1 / 86'400'000.0;
+  if (ds50 < 2558.0 - millisecond || ds50 >= 39083.0) FUZZ_CHECK(!back);
+  if (ds50 < 2558.0 || ds50 >= 39083.0 - millisecond) return;
   FUZZ_CHECK(back && std::llabs(*back - *nanos) <= 501'000);
 }
 

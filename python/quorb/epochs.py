@@ -38,8 +38,13 @@ def _days_from_1950(year: int) -> int:
     return 365 * (year - 1950) + _leap_years_through(year - 1) - _leap_years_through(1949)
 
 
+# Two-digit years name the hundred years from this one.
+_FIRST_TWO_DIGIT_YEAR = 1957
+
+
 def _full_year(two_digits: int) -> int:
-    return 2000 + two_digits if two_digits < 57 else 1900 + two_digits
+    year = 1900 + two_digits
+    return year + 100 if year < _FIRST_TWO_DIGIT_YEAR else year
 
 
 def _day_of_year(year: int, month_name: str, day: int) -> int:
@@ -93,14 +98,16 @@ def epoch_to_ds50(text: str) -> float:
 
 def ds50_to_epoch(ds50: float) -> str:
     """The YYDDDHHMMSS.SSS text of a ds50, rounded to the millisecond
-    (years 1900 to 2099); ValueError outside them."""
+    (years 1957 to 2056, the years a two-digit year names); ValueError outside
+    them."""
     if not abs(ds50) < _DS50_LIMIT:
         raise ValueError(f"ds50 {ds50} names no epoch")
     whole = math.floor(ds50)
     millis = (whole - 1) * _MILLIS_PER_DAY + math.floor((ds50 - whole) * _MILLIS_PER_DAY + 0.5)
-    first, end = (_days_from_1950(year) * _MILLIS_PER_DAY for year in (1900, 2100))
+    first, end = (_days_from_1950(year) * _MILLIS_PER_DAY
+                  for year in (_FIRST_TWO_DIGIT_YEAR, _FIRST_TWO_DIGIT_YEAR + 100))
     if not first <= millis < end:
-        raise ValueError(f"ds50 {ds50} lies outside the years 1900 to 2099")
+        raise ValueError(f"ds50 {ds50} lies outside the years 1957 to 2056")
     days, rest = divmod(millis, _MILLIS_PER_DAY)
     year = 1950 + days * 400 // 146_097
     while _days_from_1950(year) > days:

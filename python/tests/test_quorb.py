@@ -120,6 +120,11 @@ class QuorbTest(StoreTestCase):
             bindings.lib.QuorbArrayToLines(xa, xs, *lines)
             library = quorb.parse(*map(bindings.read_out, lines)).epoch
             self.assertEqual(quorb.ds50_to_epoch(ds50), library, ds50)
+        for ds50 in (2557.99999999, 40178.5):  # no two-digit year: the library writes no lines
+            xa[1] = ds50
+            bindings.lib.QuorbArrayToLines(xa, xs, *lines)
+            self.assertEqual(bindings.read_out(lines[0]), "", ds50)
+            self.assertRaises(ValueError, quorb.ds50_to_epoch, ds50)
         for epoch in ("", "25366000000", "2025Feb29000000", "2025/123 2400 00", "2 123120000.000"):
             with self.subTest(epoch), self.assertRaises(ValueError):
                 quorb.epoch_to_ds50(epoch)

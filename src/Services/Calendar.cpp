@@ -60,8 +60,12 @@ constexpr int64_t DaysFrom1950(int64_t year) {
   return 365 * (year - 1950) + LeapYearsThrough(year - 1) - LeapYearsThrough(1949);
 }
 
+// Two-digit years name the hundred years from this one.
+constexpr int64_t kFirstTwoDigitYear = 1957;
+
 constexpr int64_t FullYear(int64_t twoDigitYear) {
-  return twoDigitYear < 57 ? 2000 + twoDigitYear : 1900 + twoDigitYear;
+  const int64_t year = 1900 + twoDigitYear;
+  return year < kFirstTwoDigitYear ? year + 100 : year;
 }
 
 constexpr bool IsLetter(char c) {
@@ -275,8 +279,10 @@ std::optional<int64_t> ToNanos(const EpochFields& f) {
   return static_cast<int64_t>(nanos);
 }
 
-constexpr int64_t kFirstDate15Millis = DaysFrom1950(1900) * kMillisPerDay;
-constexpr int64_t kEndDate15Millis = DaysFrom1950(2100) * kMillisPerDay;
+// The years a two-digit year names: 1957 to 2056. An instant outside them
+// would be read back a century off.
+constexpr int64_t kFirstDate15Millis = DaysFrom1950(kFirstTwoDigitYear) * kMillisPerDay;
+constexpr int64_t kEndDate15Millis = DaysFrom1950(kFirstTwoDigitYear + 100) * kMillisPerDay;
 // Far wider than the years DS50ToDate15 writes, and small enough that the
 // milliseconds of any ds50 inside it fit 64 bits.
 constexpr double kDs50Limit = 1.0e7;

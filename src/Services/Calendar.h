@@ -36,8 +36,9 @@ int64_t CreateSatKey(int32_t satNum, int32_t elsetType, std::string_view epoch);
 double DTG2DS50UTC(std::string_view epoch);
 double DateStr2DS50(std::string_view epoch);
 
-// YYDDDHHMMSS.SSS of ds50, rounded to the nearest millisecond;
-// 15 asterisks when ds50 is not finite or outside years 1900..2099.
+// YYDDDHHMMSS.SSS of ds50, rounded to the nearest millisecond; 15 asterisks,
+// which no epoch reader accepts, when ds50 is not finite or the rounded
+// instant lies outside 1957..2056, the years a two-digit year names.
 Text<15> DS50ToDate15(double ds50);
 // Writes DS50ToDate15(ds50) into the first 15 characters of out.
 void Date15(double ds50, std::span<char> out);

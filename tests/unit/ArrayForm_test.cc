@@ -85,6 +85,40 @@ TEST_F(ArrayForm, ArraysRoundTripThroughTheStore) {
   EXPECT_EQ(quorb::testing::GetAllFields(key).pos[0], 42.0);
 }
 
+// Only epochs with a two-digit year (1957 to 2056) enter through the array
+// form: any other would be stored and keyed a century off.
+TEST_F(ArrayForm, EpochsOutsideTheTwoDigitYearsAreRefused) {
+  Array xa = FullArray();
+  xa[70] = 0;
+  char xs[512], line1[512], line2[512];
+  for (const char* const edge : {"57001000000.000", "56366235959.999"}) {
+    xa[1] = DTG2DS50UTC(edge);
+    for (const int32_t mode : {0, 1}) {
+      ElsetKeyModeSet(mode);
+      Array out = Sentinels();
+      ASSERT_EQ(QuorbDataToArray(QuorbAddSatFrArray(xa.data(), kCompanion), out.data(), xs), 0);
+      EXPECT_EQ(out[1], xa[1]) << edge;
+    }
+    QuorbArrayToLines(xa.data(), kCompanion, line1, line2);
+    EXPECT_NE((test::Out(line1, 512) + test::Out(line2, 512)).find(edge), std::string::npos) << edge;
+  }
+  const double halfMilli = 0.5 / 86'400'000;
+  for (const double outside : {2558.0 - 1.2 * halfMilli, 39083.0 - 0.8 * halfMilli, 40178.5}) {
+    xa[1] = outside;
+    for (const int32_t mode : {0, 1}) {
+      ElsetKeyModeSet(mode);
+      ClearLines();
+      EXPECT_EQ(QuorbAddSatFrArray(xa.data(), kCompanion), -1) << outside;
+      EXPECT_TRUE(test::LastError().ends_with("lies outside 1957 to 2056.")) << outside;
+    }
+    QuorbArrayToLines(xa.data(), kCompanion, line1, line2);
+    EXPECT_EQ(test::Out(line1, 512) + test::Out(line2, 512), "") << outside;
+  }
+  EXPECT_EQ(test::LastError(),
+            "QuorbArrayToLines: Epoch 40178.5 (days since 1950) lies outside 1957 to 2056.");
+  EXPECT_EQ(QuorbGetCount(), 4);
+}
+
 // Card sets to arrays and back touch only the vector's positions; a card set
 // that cannot be read leaves the array alone; satellite -1 gives no lines.
 TEST_F(ArrayForm, ConversionsTouchOnlyTheVectorPositions) {

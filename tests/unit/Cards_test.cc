@@ -309,10 +309,13 @@ TEST(Epochs, WrittenToTheMillisecondWithCarryOrAsAsterisks) {
       {DTG2DS50UTC("25123235959.9994"), "25123235959.999"},
       {DTG2DS50UTC("99365235959.9996"), "00001000000.000"},
       {DTG2DS50UTC("2024/366 2359 59.9996"), "25001000000.000"},
-      {YrDays2DS50(1900, 1.0), "00001000000.000"},
-      {YrDays2DS50(2100, 1.0) - 1.2 * halfMilli, "99365235959.999"},
-      {YrDays2DS50(2100, 1.0) - 0.8 * halfMilli, "***************"},
-      {YrDays2DS50(1900, 1.0) - 1.2 * halfMilli, "***************"},
+      // Only 1957 to 2056 have a two-digit year; others would read back a
+      // century off.
+      {YrDays2DS50(1957, 1.0) - 0.8 * halfMilli, "57001000000.000"},
+      {YrDays2DS50(1957, 1.0) - 1.2 * halfMilli, "***************"},
+      {YrDays2DS50(2057, 1.0) - 1.2 * halfMilli, "56366235959.999"},
+      {YrDays2DS50(2057, 1.0) - 0.8 * halfMilli, "***************"},
+      {40178.5, "***************"},  // 2060 Jan 1 12:00
       {kNaN, "***************"},
       {-9.3e18, "***************"}};
   for (const auto& [ds50, text] : cases) EXPECT_EQ(Date15Text(ds50), text) << ds50;
@@ -320,8 +323,8 @@ TEST(Epochs, WrittenToTheMillisecondWithCarryOrAsAsterisks) {
   EXPECT_EQ(YrDays2DS50(25, 123.5) + YrDays2DS50(2025, 1.0), 2 * kDaysTo2025 + 124.5);
   EXPECT_EQ(YrDays2DS50(56, 1.0) + YrDays2DS50(57, 1.0), 38717.0 + 2558.0);
   char narrow[12] = "..........!";  // only as much as it has room for
-  Date15(1.0, std::span<char>(narrow, 10));
-  EXPECT_STREQ(narrow, "5000100000!");
+  Date15(kDaysTo2025 + 1.0, std::span<char>(narrow, 10));
+  EXPECT_STREQ(narrow, "2500100000!");
 }
 
 }  // namespace

@@ -104,13 +104,19 @@ TEST_F(KeyedData, VectorsThatCannotBeKeyedAreBadAnEqualOneIsADuplicate) {
        {"pos_vel_eci_satellite_number = 1\npos_vel_eci_epoch_day = 10.5\n"s,
         "pos_vel_eci_epoch_iyear = 2025\npos_vel_eci_epoch_day = no number\n"s,
         "POS_VEL_ECI_EPOCH_IYEAR = 2025\npos_vel_eci_epoch_day = 10.5\n"s,
-        "pos_vel_eci_epoch_iyear = 2300\npos_vel_eci_epoch_day = 10.5\n"s,
+        // Years without a two-digit form would be stored a century off.
+        "pos_vel_eci_epoch_iyear = 2060\npos_vel_eci_epoch_day = 1.5\n"s,
+        "pos_vel_eci_epoch_iyear = 1955\npos_vel_eci_epoch_day = 1.5\n"s,
         "pos_vel_eci_satellite_number = -5\n"
         "pos_vel_eci_epoch_iyear = 2025\npos_vel_eci_epoch_day = 10.5\n"s}) {
     EXPECT_EQ(LoadVector(keyed), Totals(0, 0, 1)) << keyed;
   }
   EXPECT_EQ(LoadVector(kMinimal), Totals(1, 0, 0));
   EXPECT_EQ(LoadVector(kMinimal), Totals(0, 1, 0));
+  for (const char* const edge : {"1957\npos_vel_eci_epoch_day = 1.0\n",
+                                 "56\npos_vel_eci_epoch_day = 366.99999999\n"}) {
+    EXPECT_EQ(LoadVector("pos_vel_eci_epoch_iyear = "s + edge), Totals(1, 0, 0)) << edge;
+  }
 }
 
 TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {

@@ -449,7 +449,7 @@ void QuorbArrayToLines(const double* xa, const char xs[512], char line1[512], ch
   BlankOut(line2, kLineLength);
   if (!ArgsGiven("QuorbArrayToLines", {xa, xs, line1, line2})) return;
   const QuorbRecord rec = Array2Quorb(xa, CharArrToStr<kLineLength>(xs));
-  if (rec.satNum == -1) return;
+  if (rec.satNum == -1 || !ArrayEpochWritten("QuorbArrayToLines", rec, xa)) return;
   LinesOut(rec, line1, line2);
 }
 

@@ -171,8 +171,21 @@ QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
   return rec;
 }
 
+bool ArrayEpochWritten(std::string_view function, const QuorbRecord& rec, const double* xa) {
+  if (rec.epochDtg[0] != '*') return true;
+  MessageText msg;
+  msg.Add(function)
+      .Add(": Epoch ")
+      .AddReal(xa[kArrayEpoch])
+      .Add(" (days since 1950) lies outside 1957 to 2056.");
+  TraceLogError(msg.View());
+  return false;
+}
+
 int64_t AddSatFrArray(const double* xa, const Line& xs) {
-  return AddQuorbToMem(Array2Quorb(xa, xs));
+  const QuorbRecord rec = Array2Quorb(xa, xs);
+  if (!ArrayEpochWritten("QuorbAddSatFrArray", rec, xa)) return -1;
+  return AddQuorbToMem(rec);
 }
 
 }  // namespace quorb

@@ -69,7 +69,12 @@ void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs);
 // A record from an array and its companion text; nothing is validated.
 QuorbRecord Array2Quorb(const double* xa, const Line& xs);
 
-// Adds the vector of an array. Returns the store's key.
+// False, after logging why, when the array's epoch has no two-digit year, so
+// that Array2Quorb wrote asterisks instead of reading it a century off.
+bool ArrayEpochWritten(std::string_view function, const QuorbRecord& rec, const double* xa);
+
+// Adds the vector of an array. Returns the store's key, or -1 when the
+// vector is invalid or its epoch has no two-digit year.
 int64_t AddSatFrArray(const double* xa, const Line& xs);
 
 }  // namespace quorb
