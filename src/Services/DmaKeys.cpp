@@ -25,23 +25,23 @@ struct Slab {
   std::size_t count = 0;
 };
 
-// Holders are handed out from the newest slab or from the free list (chained
-// through attachA). A slab entry is written once, before slabCount_ publishes
-// it, so Find reads the registry without taking the lock.
+// Freed holders wait in a queue (chained through attachA) until this many
+// have gathered, so a removed vector's key names no vector added soon after.
+constexpr std::size_t kFreedHoldersKeptBack = 1024;
+
+// Holders are handed out from the newest slab's unused blocks first, then
+// from the queue of freed ones, oldest first, then from a new slab. A slab
+// entry is written once, before slabCount_ publishes it, so Find reads the
+// registry without taking the lock.
 class HolderPool {
  public:
   DmaHolder* Alloc() {
     DmaHolder* holder = nullptr;
     {
       std::lock_guard lock(mutex_);
-      if (freeList_ != nullptr) {
-        holder = freeList_;
-        freeList_ = static_cast<DmaHolder*>(holder->attachA);
-      } else {
-        if (nextFresh_ == slabEnd_ && !AddSlab()) return nullptr;
-        holder = nextFresh_++;
-      }
+      holder = Take();
     }
+    if (holder == nullptr) return nullptr;
     // self is already 0: fresh slabs are zeroed and Free clears it. It is left
     // alone because stale keys may be checking it from other threads.
     holder->elsetType = 0;
@@ -58,8 +58,14 @@ class HolderPool {
     if (holder == nullptr || Find(reinterpret_cast<std::uintptr_t>(holder)) != holder) return;
     std::atomic_ref<int64_t>(holder->self).store(0, std::memory_order_release);
     std::lock_guard lock(mutex_);
-    holder->attachA = freeList_;
-    freeList_ = holder;
+    holder->attachA = nullptr;
+    if (newestFreed_ != nullptr) {
+      newestFreed_->attachA = holder;
+    } else {
+      oldestFreed_ = holder;
+    }
+    newestFreed_ = holder;
+    ++freedCount_;
   }
 
   // The holder that starts at address, or nullptr.
@@ -91,8 +97,26 @@ class HolderPool {
     return true;
   }
 
+  DmaHolder* Take() {
+    if (nextFresh_ != slabEnd_) return nextFresh_++;
+    if (freedCount_ > kFreedHoldersKeptBack) return TakeOldestFreed();
+    if (AddSlab()) return nextFresh_++;
+    // Out of memory: a freed holder is better than none.
+    return freedCount_ > 0 ? TakeOldestFreed() : nullptr;
+  }
+
+  DmaHolder* TakeOldestFreed() {
+    DmaHolder* holder = oldestFreed_;
+    oldestFreed_ = static_cast<DmaHolder*>(holder->attachA);
+    if (oldestFreed_ == nullptr) newestFreed_ = nullptr;
+    --freedCount_;
+    return holder;
+  }
+
   std::mutex mutex_;
-  DmaHolder* freeList_ = nullptr;
+  DmaHolder* oldestFreed_ = nullptr;
+  DmaHolder* newestFreed_ = nullptr;
+  std::size_t freedCount_ = 0;
   DmaHolder* nextFresh_ = nullptr;
   DmaHolder* slabEnd_ = nullptr;
   std::array<Slab, kMaxSlabs> slabs_{};

@@ -42,6 +42,9 @@ int64_t SatKeyToAddr(int64_t key);
 int64_t NextSatKey(int64_t key);
 
 // A zero-filled holder from the pool, or nullptr when memory runs out.
+// Unused holders come first; freed ones come back oldest first, and only
+// while more than 1024 wait, so a removed vector's key does not name the
+// vectors added next.
 DmaHolder* AllocDmaHolder();
 // Returns a holder to the pool; its self field is zeroed at once.
 void FreeDmaHolder(DmaHolder* holder);

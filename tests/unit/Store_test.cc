@@ -142,6 +142,11 @@ TEST_F(Store, RemovalAndItsMessages) {
   // Removals leave nothing in the key index that later adds step over.
   for (int cycle = 0; cycle < 4096; ++cycle) ASSERT_EQ(QuorbRemoveSat(FieldsIn().Add()), 0);
   EXPECT_EQ(QuorbGetCount(), 0);
+  // A removed vector's key names none of the next thousand vectors added.
+  ElsetKeyModeSet(1);
+  const int64_t gone = FieldsIn().Add();
+  QuorbRemoveSat(gone);
+  for (int i = 0; i < 1000; ++i) ASSERT_NE(FieldsIn().Add(), gone);
 }
 
 // The internal find and update report why nothing was found.
