@@ -147,11 +147,13 @@ bool QuorbWriteLines(int32_t unit) {
   Line line1;
   Line line2;
   bool written = true;
-  // The walk holds a read, so each record is written in place, not copied.
+  // The walk holds a read, so each record is formatted in place, not copied;
+  // lines are written once a DMA record's lock is free again, so that a slow
+  // file delays no update.
   QuorbVisitInOrder([&](const QuorbBinTree& node) {
-    const QuorbRecord* rec = QuorbNodeRecord(node);
-    if (!rec) return;
-    Quorb2Lines(*rec, line1, line2);
+    if (!QuorbReadNodeRecord(node, [&](const QuorbRecord& rec) { Quorb2Lines(rec, line1, line2); })) {
+      return;
+    }
     written &= UnitWriteLine(unit, CardText(line1));
     written &= UnitWriteLine(unit, CardText(line2));
   });

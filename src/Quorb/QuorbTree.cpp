@@ -5,6 +5,7 @@
 #include <chrono>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Quorb/KeyIndex.h"
@@ -49,9 +50,11 @@ void WaitUntil(const Done& done) {
 }
 
 // Runs change with the tree to itself: other writers are shut out by the
-// critical section, readers by the flag and the count.
+// critical section, readers by the flag and the count. Lines logged inside
+// reach the sink only once the section is left.
 template <class Change>
 void WithWriteAccess(const Change& change) {
+  TraceLogHoldBegin();
 #pragma omp critical(cs_updatenote)
   {
     AnnotateAcquire(&updateNoteToken);
@@ -62,6 +65,7 @@ void WithWriteAccess(const Change& change) {
     isUpdating.store(0, std::memory_order_seq_cst);
     AnnotateRelease(&updateNoteToken);
   }
+  TraceLogHoldEnd();
 }
 
 class ReadScope {
@@ -80,6 +84,28 @@ bool HolderValidFor(const DmaHolder* holder, int64_t key) {
   if (!holder) return false;
   const int64_t self = HolderSelf(*holder);
   return self != 0 && self == SatKeyToAddr(key);
+}
+
+// Runs read on the record of a DMA node under its holder's lock; false when
+// the holder has none.
+bool ReadDmaRecord(int64_t key, const RecordReader& read) {
+  const DmaHolder* holder = KeyToCPtr(key);
+  if (!holder) return false;
+  std::lock_guard lock(HolderLock(*holder));
+  if (!HolderValidFor(holder, key) || !holder->rec) return false;
+  read(*holder->rec);
+  return true;
+}
+
+// Runs change on the record of a DMA key under its holder's lock, without
+// the writer section: a DMA update never waits for reads of the store.
+bool ModifyDmaRecord(int64_t key, const std::function<void(QuorbRecord&)>& change) {
+  DmaHolder* holder = KeyToCPtr(key);
+  if (!holder) return false;
+  std::lock_guard lock(HolderLock(*holder));
+  if (!HolderValidFor(holder, key) || !holder->rec) return false;
+  change(*holder->rec);
+  return true;
 }
 
 void SetMessage(FindMessage* msg, std::string_view text) {
@@ -142,8 +168,8 @@ int32_t RemoveDmaLocked(int64_t key) {
     TraceLogError("RemoveDMA: This DMA object isn't a correct object.");
     return 2;
   }
-  delete holder->rec;
-  holder->rec = nullptr;
+  std::lock_guard lock(HolderLock(*holder));
+  delete std::exchange(holder->rec, nullptr);
   if (!holder->attachA && !holder->attachB) FreeDmaHolder(holder);
   return 0;
 }
@@ -159,8 +185,11 @@ void VisitInOrder(const QuorbBinTree* node, const Visit& visit) {
 // Pre-order search for the first vector of satNum.
 const QuorbBinTree* FindAssociatedKey(const QuorbBinTree* node, int32_t satNum) {
   for (; node; node = node->right) {
-    const QuorbRecord* rec = QuorbNodeRecord(*node);
-    if (rec && rec->satNum == satNum) return node;
+    int32_t nodeSatNum = 0;
+    if (QuorbReadNodeRecord(*node, [&](const QuorbRecord& rec) { nodeSatNum = rec.satNum; }) &&
+        nodeSatNum == satNum) {
+      return node;
+    }
     if (const QuorbBinTree* found = FindAssociatedKey(node->left, satNum)) return found;
   }
   return nullptr;
@@ -196,10 +225,10 @@ void SortedTreeKeys(int32_t& count, int64_t* keys, int32_t order) {
   } else {
     GetTreeCombKeys(quorbTreeRoot, count, keys, texts.data(),
                     [](const QuorbBinTree& node, char* text) {
-                      if (const QuorbRecord* rec = QuorbNodeRecord(node)) {
-                        const Text<32> label = FieldsToStr(*rec);
+                      QuorbReadNodeRecord(node, [text](const QuorbRecord& rec) {
+                        const Text<32> label = FieldsToStr(rec);
                         std::copy(label.begin(), label.end(), text);
-                      }
+                      });
                     });
   }
   QuickSortIterative(count, texts.data(), keys);
@@ -213,6 +242,7 @@ bool QuorbTreeIsEmpty() {
 }
 
 void QuorbBeginRead() {
+  TraceLogHoldBegin();
   for (;;) {
     numReads.fetch_add(1, std::memory_order_seq_cst);
     if (isUpdating.load(std::memory_order_seq_cst) == 0) return;
@@ -224,6 +254,7 @@ void QuorbBeginRead() {
 
 void QuorbEndRead() {
   numReads.fetch_sub(1, std::memory_order_seq_cst);
+  TraceLogHoldEnd();
 }
 
 int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked) {
@@ -278,6 +309,8 @@ void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
       return;
     }
     const DmaHolder* holder = KeyToCPtr(key);
+    if (!holder) return;
+    std::lock_guard lock(HolderLock(*holder));
     if (HolderValidFor(holder, key) && QuorbElsetType(holder->elsetType) && holder->rec) {
       rec = *holder->rec;
     }
@@ -295,29 +328,42 @@ void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
   }
 }
 
-const QuorbRecord* QuorbFindRecPtr(int64_t key, FindMessage* msg) {
+bool QuorbReadRec(int64_t key, const RecordReader& read, FindMessage* msg) {
   SetMessage(msg, "");
   if (IsDMA(key)) {
     if (key <= 0) {
       SetMessage(msg, "FindRecPtr: Invalid DMA key (<=0).");
-      return nullptr;
+      return false;
     }
     const DmaHolder* holder = KeyToCPtr(key);
+    if (!holder) {
+      SetMessage(msg, "FindRecPtr: Invalid DMA key.");
+      return false;
+    }
+    std::lock_guard lock(HolderLock(*holder));
     if (!HolderValidFor(holder, key)) {
       SetMessage(msg, "FindRecPtr: Invalid DMA key.");
-      return nullptr;
+      return false;
     }
-    if (!holder->rec) SetMessage(msg, "FindRecPtr: Prop data doesn't exist.");
-    return holder->rec;
+    if (!holder->rec) {
+      SetMessage(msg, "FindRecPtr: Prop data doesn't exist.");
+      return false;
+    }
+    read(*holder->rec);
+    return true;
   }
-  QuorbBeginRead();
+  ReadScope scope;
   if (!quorbTreeRoot) {
     SetMessage(msg, "FindRecPtr: Search tree is empty.");
-    return nullptr;
+    return false;
   }
   const QuorbRecord* stored = recordIndex.Find(key);
-  if (!stored) SetMessage(msg, "FindRecPtr: search key doens't exist.");
-  return stored;
+  if (!stored) {
+    SetMessage(msg, "FindRecPtr: search key doens't exist.");
+    return false;
+  }
+  read(*stored);
+  return true;
 }
 
 int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
@@ -327,17 +373,15 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
   }
   // The copy is made before taking write access, to keep the section short.
   auto replacement = std::make_unique<QuorbRecord>(rec);
+  if (IsDMA(key)) {
+    if (!ModifyDmaRecord(key, [&](QuorbRecord& stored) { std::swap(stored, *replacement); })) {
+      TraceLogError("UpdateRec: rec/DMA doesn't exist or was already deallocated");
+      return 2;
+    }
+    return 0;  // the former record goes with replacement, outside the lock
+  }
   int32_t status = 0;
   WithWriteAccess([&] {
-    if (IsDMA(key)) {
-      DmaHolder* holder = KeyToCPtr(key);
-      if (!HolderValidFor(holder, key) || !holder->rec) {
-        status = 2;
-        return;
-      }
-      *holder->rec = std::move(*replacement);
-      return;
-    }
     QuorbBinTree* node = FindNode(quorbTreeRoot, key);
     if (!node) {
       status = 3;
@@ -346,9 +390,7 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
     node->rec = std::move(replacement);
     recordIndex.Set(key, node->rec.get());
   });
-  if (status == 2) {
-    TraceLogError("UpdateRec: rec/DMA doesn't exist or was already deallocated");
-  } else if (status == 3) {
+  if (status == 3) {
     LogKeyMessage("UpdateRec: Unable to locate key ", key, " in its binary tree.");
     status = 2;
   }
@@ -356,16 +398,10 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
 }
 
 bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change) {
+  if (IsDMA(key)) return ModifyDmaRecord(key, change);
   bool found = false;
   WithWriteAccess([&] {
-    QuorbRecord* rec = nullptr;
-    if (IsDMA(key)) {
-      DmaHolder* holder = KeyToCPtr(key);
-      if (HolderValidFor(holder, key)) rec = holder->rec;
-    } else {
-      rec = recordIndex.Find(key);
-    }
-    if (rec) {
+    if (QuorbRecord* rec = recordIndex.Find(key)) {
       change(*rec);
       found = true;
     }
@@ -416,10 +452,11 @@ int32_t QuorbGetNumOfTreeNodes() {
   return count;
 }
 
-const QuorbRecord* QuorbNodeRecord(const QuorbBinTree& node) {
-  if (!IsDMA(node.key)) return node.rec.get();
-  const DmaHolder* holder = KeyToCPtr(node.key);
-  return HolderValidFor(holder, node.key) ? holder->rec : nullptr;
+bool QuorbReadNodeRecord(const QuorbBinTree& node, const RecordReader& read) {
+  if (IsDMA(node.key)) return ReadDmaRecord(node.key, read);
+  if (!node.rec) return false;
+  read(*node.rec);
+  return true;
 }
 
 std::vector<int64_t> QuorbGetTreeKeys(int32_t order) {

@@ -49,20 +49,25 @@ int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status);
 // parts are released, its satNum becomes -123 and msg (if given) says why.
 void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg = nullptr);
 
-// The stored record of key itself, or nullptr (msg says why). For a composed
-// key a read stays open whatever the outcome: the caller ends it with
-// QuorbEndRead once done with the record. Direct-address keys open no read.
-const QuorbRecord* QuorbFindRecPtr(int64_t key, FindMessage* msg = nullptr);
+using RecordReader = std::function<void(const QuorbRecord&)>;
+
+// Runs read on the stored record of key in place, under a read of the store
+// (composed key) or the holder's lock (DMA key), and ends that before it
+// returns, so the caller may log or write afterwards. False, with msg saying
+// why, when key names no record.
+bool QuorbReadRec(int64_t key, const RecordReader& read, FindMessage* msg = nullptr);
 
 void QuorbBeginRead();
 void QuorbEndRead();
 
 // Replaces the stored vector of key by a copy of rec; the key stays. Returns
-// 0, or 2 (logged) when the key is not stored.
+// 0, or 2 (logged) when the key is not stored. A DMA key's vector is
+// replaced under its holder's lock alone, without waiting for reads.
 int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec);
 
-// Changes the stored vector of key in place under write access. Returns
-// false when the key is not stored (nothing is logged).
+// Changes the stored vector of key in place under write access (a DMA
+// key's under its holder's lock). Returns false when the key is not stored
+// (nothing is logged).
 bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change);
 
 // Removes the vector of key. Returns 0, or 2 (logged).
@@ -76,9 +81,9 @@ int64_t QuorbSatKeyGet(int32_t satNum);
 
 int32_t QuorbGetNumOfTreeNodes();
 
-// A node's vector, from the node or from its DMA holder; nullptr when a
-// holder has none. The caller holds a read.
-const QuorbRecord* QuorbNodeRecord(const QuorbBinTree& node);
+// Runs read on a node's vector, from the node or under its DMA holder's
+// lock; false when a holder has none. The caller holds a read.
+bool QuorbReadNodeRecord(const QuorbBinTree& node, const RecordReader& read);
 
 // The keys of every vector in the given order (0 by satellite number and
 // epoch, 1 the reverse, 2 load order, others ascending key), counted and

@@ -129,7 +129,20 @@ HolderPool& Pool() {
   return *pool;
 }
 
+// Enough locks that updates of different vectors seldom share one, each on
+// a cache line of its own.
+constexpr std::size_t kHolderLocks = 256;
+struct alignas(64) PaddedMutex {
+  std::mutex mutex;
+};
+
 }  // namespace
+
+std::mutex& HolderLock(const DmaHolder& holder) {
+  static PaddedMutex locks[kHolderLocks];
+  const std::uintptr_t index = reinterpret_cast<std::uintptr_t>(&holder) / sizeof(DmaHolder);
+  return locks[index % kHolderLocks].mutex;
+}
 
 bool IsDMA(int64_t key) {
   return key < kFirstComposedKey;

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+#include <utility>
 
 #include "Services/FixedText.h"
 
@@ -42,6 +43,9 @@ thread_local std::string lastLine[2];
 thread_local bool inSink = false;
 // Set while a TraceLogCapture of this thread lives.
 thread_local std::vector<HeldLogLine>* heldLines = nullptr;
+// Spans of TraceLogHoldBegin/End open on this thread, and the lines they held.
+thread_local int holdDepth = 0;
+thread_local std::vector<HeldLogLine> linesOnHold;
 
 std::string MakeLine(std::string_view msg) {
   std::string line(msg);
@@ -71,8 +75,8 @@ void PassToSink(Level level, const std::string& line) {
 }
 
 void Deliver(Level level, std::string_view msg) {
-  if (heldLines != nullptr) {
-    heldLines->push_back({level == kError, std::string(msg)});
+  if (heldLines != nullptr || holdDepth > 0) {
+    (heldLines != nullptr ? *heldLines : linesOnHold).push_back({level == kError, std::string(msg)});
     return;
   }
   std::string line = MakeLine(msg);
@@ -112,6 +116,17 @@ TraceLogCapture::~TraceLogCapture() {
 
 void TraceLogDeliverHeld(const HeldLogLine& line) {
   Deliver(line.error ? kError : kInfo, line.text);
+}
+
+void TraceLogHoldBegin() {
+  ++holdDepth;
+}
+
+void TraceLogHoldEnd() {
+  if (--holdDepth > 0 || linesOnHold.empty()) return;
+  // Taken out first: the sink may hold new lines while these go out.
+  const std::vector<HeldLogLine> lines = std::exchange(linesOnHold, {});
+  for (const HeldLogLine& line : lines) TraceLogDeliverHeld(line);
 }
 
 }  // namespace quorb

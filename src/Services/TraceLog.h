@@ -39,6 +39,12 @@ class TraceLogCapture {
 // Delivers a held message on the calling thread.
 void TraceLogDeliverHeld(const HeldLogLine& line);
 
+// Between these, the calling thread's lines are held back, and delivered in
+// order when the outermost span ends. The store brackets its reads and its
+// writer section with them, so that a sink may call back into the store.
+void TraceLogHoldBegin();
+void TraceLogHoldEnd();
+
 }  // namespace quorb
 
 #endif  // QUORB_SERVICES_TRACELOG_H_

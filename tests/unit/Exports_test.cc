@@ -139,6 +139,53 @@ TEST_F(Exports, NotFoundMessagesCarryTheKeyInNineteenColumns) {
   EXPECT_EQ(std::string(f.intlDesig, 8) + std::string(f.coordSys, 5), std::string(13, ' '));
 }
 
+// A sink may call back into the store from any line, whatever logged it:
+// lines made under a read or the writer section wait for it to end.
+TEST_F(Exports, SinksMayCallBackIntoTheStoreFromAnyLine) {
+  static int heard = 0;
+  TraceLogSetSink(
+      [](int32_t, const char*, int32_t, void*) {
+        ++heard;
+        FieldsIn added;
+        added.satNum = 900'000 + QuorbGetCount();
+        added.Add();
+      },
+      nullptr);
+  const int64_t composed = FieldsIn().Add();
+  ElsetKeyModeSet(1);
+  const int64_t dma = FieldsIn().Add();
+  const int64_t absent = composed + 1;
+  FieldsIn invalid;
+  invalid.revNum = -1;
+  char a[512], b[512];
+  double xa[155] = {};
+  const std::string cards = WriteFile(
+      "bad.txt", test::k1P + "\n" + test::k2P.substr(0, 40) + "x\n" + test::CardSet(7, 100));
+  const std::function<void()> calls[] = {
+      [&] { QuorbGetField(absent, 1, a); },
+      [&] { quorb::testing::GetAllFields(absent); },
+      [&] { QuorbDataToArray(absent, xa, a); },
+      [&] { QuorbGetLines(absent, a, b); },
+      [&] { QuorbSetField(absent, 1, "1"); },
+      [&] { QuorbUpdateSatFrArray(absent, xa, a); },
+      [&] { invalid.Update(dma); },
+      [&] { QuorbUpdateRec(dma + 10, QuorbRecord{}); },
+      [&] { QuorbRemoveSat(absent); },
+      [&] { QuorbRemoveSat(dma + 10); },
+      [&] { QuorbGetSatKey(1); },
+      [&] { FieldsIn().Add(), invalid.Add(); },
+      [&] { QuorbAddSatFrLines(test::k2P.c_str(), test::k1P.c_str()); },
+      [&] { Load(cards), Load(dir_ / "missing.txt"); },
+      [&] { QuorbSaveFile((dir_ / "no" / "such.txt").c_str(), 0); }};
+  for (const auto& call : calls) {
+    const int before = heard;
+    call();
+    EXPECT_GT(heard, before);
+  }
+  TraceLogSetSink(nullptr, nullptr);
+  EXPECT_EQ(QuorbGetCount(), 2 + 2 + heard);  // two before, two added by calls, one per line
+}
+
 // Null pointers where the host must pass arrays: a failure, never a crash.
 // (The C host test passes null for the others.)
 TEST_F(Exports, NullArgumentsFail) {

@@ -128,13 +128,17 @@ TEST_F(Store, RemovalAndItsMessages) {
   holder->attachA = nullptr;
   // A removed vector's memory goes to the next vector added (but under
   // AddressSanitizer, which gives each record memory of its own).
-  const QuorbRecord* memory = QuorbFindRecPtr(composed);
-  QuorbEndRead();
+  const QuorbRecord* memory = nullptr;
+  const auto address = [](const QuorbRecord*& at) {
+    return [&at](const QuorbRecord& rec) { at = &rec; };
+  };
+  QuorbReadRec(composed, address(memory));
   EXPECT_EQ(QuorbRemoveSat(composed) + QuorbRemoveSat(composed), 2);
   ElsetKeyModeSet(0);
   const int64_t next = FieldsIn().Add();
-  [[maybe_unused]] const bool reused = QuorbFindRecPtr(next) == memory;
-  QuorbEndRead();
+  const QuorbRecord* nextMemory = nullptr;
+  QuorbReadRec(next, address(nextMemory));
+  [[maybe_unused]] const bool reused = nextMemory == memory;
 #if !defined(QUORB_ADDRESS_SANITIZER)
   EXPECT_TRUE(reused);
 #endif
@@ -153,23 +157,23 @@ TEST_F(Store, RemovalAndItsMessages) {
 TEST_F(Store, FindAndUpdateMessages) {
   FindMessage msg;
   QuorbRecord rec;
+  const RecordReader nothing = [](const QuorbRecord&) {};
   const int64_t absent = QuorbFieldsToSatKey(6, "25123120000.000");
   const std::pair<std::function<void()>, std::string> finds[] = {
       {[&] { QuorbFindRec(absent, rec, &msg); }, "FindRec: Search tree is empty."},
       {[&] { FieldsIn().Add(), QuorbFindRec(absent, rec, &msg); },
        "FindRec: search key doens't exist."},
       {[&] { QuorbFindRec(0, rec, &msg); }, "FindRec: Invalid DMA key (<=0)."},
-      {[&] { QuorbFindRecPtr(-10, &msg); }, "FindRecPtr: Invalid DMA key (<=0)."},
-      {[&] { QuorbFindRecPtr(1230, &msg); }, "FindRecPtr: Invalid DMA key."},
-      {[&] { QuorbFindRecPtr(absent, &msg), QuorbEndRead(); },
-       "FindRecPtr: search key doens't exist."},
+      {[&] { QuorbReadRec(-10, nothing, &msg); }, "FindRecPtr: Invalid DMA key (<=0)."},
+      {[&] { QuorbReadRec(1230, nothing, &msg); }, "FindRecPtr: Invalid DMA key."},
+      {[&] { QuorbReadRec(absent, nothing, &msg); }, "FindRecPtr: search key doens't exist."},
       {[&] { QuorbFindRec(QuorbGetSatKey(25544), rec, &msg); }, ""},
-      {[&] { QuorbFindRecPtr(1230, &msg), QuorbFindRecPtr(QuorbGetSatKey(25544), &msg); }, ""}};
+      {[&] { QuorbReadRec(1230, nothing, &msg), QuorbReadRec(QuorbGetSatKey(25544), nothing, &msg); },
+       ""}};
   for (const auto& [find, message] : finds) {
     find();
     EXPECT_EQ(TrimRight(View(msg)), message);
   }
-  QuorbEndRead();
   const int64_t key = QuorbGetSatKey(25544);
   const std::pair<int64_t, std::string> updates[] = {
       {key + 1,

@@ -1,5 +1,5 @@
-// The exported C interface: host arrays in and out, statuses and keys, and
-// read access held around every in-place read of a stored vector.
+// The exported C interface: host arrays in and out, statuses and keys. Every
+// in-place read of a stored vector ends before its function logs.
 #include <initializer_list>
 
 #include "DllExports/QUORB/QuorbDllVarsUtils.h"
@@ -73,24 +73,6 @@ void LogNotFound(std::string_view function, int64_t key) {
       .Add(" in the QUORB binary tree.");
   TraceLogError(msg.View());
 }
-
-// The stored record of a key, read in place; the read (if the key opened
-// one) ends when this goes out of scope, on every path.
-class StoredRecord {
- public:
-  explicit StoredRecord(int64_t key) : key_(key), rec_(QuorbFindRecPtr(key)) {}
-  ~StoredRecord() {
-    if (!IsDMA(key_)) QuorbEndRead();
-  }
-  StoredRecord(const StoredRecord&) = delete;
-  StoredRecord& operator=(const StoredRecord&) = delete;
-
-  const QuorbRecord* get() const { return rec_; }
-
- private:
-  int64_t key_;
-  const QuorbRecord* rec_;
-};
 
 VectorFields FieldsIn(const double pos[3], const double vel[3], char secClass, int32_t satNum,
                       const char intlDesig[8], const char epochDtg[17], int32_t revNum,
@@ -356,13 +338,9 @@ int32_t QuorbGetField(int64_t satKey, int32_t fieldIdx, char valueStr[512]) {
   if (!ArgsGiven("QuorbGetField", {valueStr})) return kFailed;
   BlankOut(valueStr, kLineLength);
   Line text;
-  {
-    const StoredRecord stored(satKey);
-    if (!stored.get()) {
-      LogNotFound("QuorbGetField", satKey);
-      return kFailed;
-    }
-    text = FieldText(*stored.get(), fieldIdx);
+  if (!QuorbReadRec(satKey, [&](const QuorbRecord& rec) { text = FieldText(rec, fieldIdx); })) {
+    LogNotFound("QuorbGetField", satKey);
+    return kFailed;
   }
   LeftJustify(text);
   TextOut(valueStr, text);
@@ -392,12 +370,10 @@ int32_t QuorbGetAllFields(int64_t satKey, double pos[3], double vel[3], char* se
                          revNum, elsetNum, bTerm,    agom,   inTrackThrust, coordSys};
   out.SetEmpty();
   if (!out.Given("QuorbGetAllFields")) return kFailed;
-  const StoredRecord stored(satKey);
-  if (!stored.get()) {
+  if (!QuorbReadRec(satKey, [&out](const QuorbRecord& rec) { out.Write(rec); })) {
     LogNotFound("QuorbGetAllFields", satKey);
     return kFailed;
   }
-  out.Write(*stored.get());
   return 0;
 }
 
@@ -407,13 +383,9 @@ int32_t QuorbDataToArray(int64_t satKey, double* xa, char xs[512]) {
   BlankOut(xs, kLineLength);
   if (!ArgsGiven("QuorbDataToArray", {xa, xs})) return kFailed;
   Line text;
-  {
-    const StoredRecord stored(satKey);
-    if (!stored.get()) {
-      LogNotFound("QuorbDataToArray", satKey);
-      return kFailed;
-    }
-    Quorb2Array(*stored.get(), xa, text);
+  if (!QuorbReadRec(satKey, [&](const QuorbRecord& rec) { Quorb2Array(rec, xa, text); })) {
+    LogNotFound("QuorbDataToArray", satKey);
+    return kFailed;
   }
   TextOut(xs, text);
   return 0;
@@ -472,12 +444,14 @@ int32_t QuorbGetLines(int64_t satKey, char line1[512], char line2[512]) {
   BlankOut(line1, kLineLength);
   BlankOut(line2, kLineLength);
   if (!ArgsGiven("QuorbGetLines", {line1, line2})) return kFailed;
-  const StoredRecord stored(satKey);
-  if (!stored.get()) {
+  Line text1;
+  Line text2;
+  if (!QuorbReadRec(satKey, [&](const QuorbRecord& rec) { Quorb2Lines(rec, text1, text2); })) {
     LogNotFound("QuorbGetLines", satKey);
     return kFailed;
   }
-  LinesOut(*stored.get(), line1, line2);
+  TextOut(line1, text1);
+  TextOut(line2, text2);
   return 0;
 }
 
