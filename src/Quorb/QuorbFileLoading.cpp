@@ -26,6 +26,10 @@ constexpr int kSaveLeadingEmptyLines = 3;
 // Stands for cs_readonlyquorbs in the sanitizer's view of the section.
 char readOnlyQuorbsToken;
 
+// Set while this thread loads: a sink that starts a load from one of its
+// lines would reopen the load's units and enter its card pass twice.
+thread_local bool loadRunning = false;
+
 bool NamesIncludedFile(int32_t code) {
   return code == kCardFileKeyword || code == kCardZyrVecFile || code == kCardZyrCtrlFile;
 }
@@ -73,8 +77,16 @@ int32_t QuorbLoadFileText(const Line& fileName) {
   Line path = fileName;
   LeftJustify(path);
   const std::string_view trimmed = TrimRight(View(path));
+  if (loadRunning) {
+    TraceLogError("QuorbLoadFile: Cannot load \"" + std::string(trimmed) +
+                  "\" while this thread loads another file.");
+    return 2;
+  }
+  loadRunning = true;
   TraceLogInfo("QuorbLoadFile: Reading QUORBs from file \"" + std::string(trimmed) + "\".");
-  return ReadQuorbsFrFile(trimmed);
+  const int32_t status = ReadQuorbsFrFile(trimmed);
+  loadRunning = false;
+  return status;
 }
 
 int32_t QuorbSaveFileText(const Line& fileName, int32_t saveMode) {

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <string>
 #include <utility>
@@ -41,6 +42,9 @@ thread_local std::string lastLine[2];
 // Set while this thread runs the sink: a line the sink itself causes is not
 // handed back to it.
 thread_local bool inSink = false;
+// A sink that the sink itself set: it takes over once the sink returns, as
+// the sink's own call holds the lock that setting takes.
+thread_local std::optional<Sink> sinkSetBySink;
 // Set while a TraceLogCapture of this thread lives.
 thread_local std::vector<HeldLogLine>* heldLines = nullptr;
 // Spans of TraceLogHoldBegin/End open on this thread, and the lines they held.
@@ -65,13 +69,19 @@ void WriteToFile(const std::string& line) {
 
 void PassToSink(Level level, const std::string& line) {
   if (inSink) return;
-  std::shared_lock lock(SinkMutex());
-  if (sink.fn == nullptr) return;
-  const auto length =
-      static_cast<int32_t>(std::min<std::size_t>(line.size(), std::numeric_limits<int32_t>::max()));
-  inSink = true;
-  sink.fn(level, line.data(), length, sink.user);
-  inSink = false;
+  {
+    std::shared_lock lock(SinkMutex());
+    if (sink.fn == nullptr) return;
+    const auto length = static_cast<int32_t>(
+        std::min<std::size_t>(line.size(), std::numeric_limits<int32_t>::max()));
+    inSink = true;
+    sink.fn(level, line.data(), length, sink.user);
+    inSink = false;
+  }
+  if (sinkSetBySink) {
+    std::unique_lock lock(SinkMutex());
+    sink = *std::exchange(sinkSetBySink, std::nullopt);
+  }
 }
 
 void Deliver(Level level, std::string_view msg) {
@@ -151,8 +161,13 @@ void TraceLogClose(void) {
 }
 
 void TraceLogSetSink(TraceLogSink sink, void* user) {
+  const quorb::Sink next{sink, sink != nullptr ? user : nullptr};
+  if (quorb::inSink) {
+    quorb::sinkSetBySink = next;
+    return;
+  }
   std::unique_lock lock(quorb::SinkMutex());
-  quorb::sink = {sink, sink != nullptr ? user : nullptr};
+  quorb::sink = next;
 }
 
 int32_t TraceLogLastError(char* buf, int32_t bufLen) {

@@ -184,6 +184,18 @@ TEST_F(Exports, SinksMayCallBackIntoTheStoreFromAnyLine) {
   }
   TraceLogSetSink(nullptr, nullptr);
   EXPECT_EQ(QuorbGetCount(), 2 + 2 + heard);  // two before, two added by calls, one per line
+  // It may replace itself, but not start a load inside its thread's load.
+  static std::vector<int32_t> nested;
+  static std::string path;
+  path = cards;
+  TraceLogSetSink(
+      [](int32_t, const char*, int32_t, void*) {
+        nested.push_back(QuorbLoadFile(path.c_str()));
+        TraceLogSetSink(nullptr, nullptr);
+      },
+      nullptr);
+  Load(cards);
+  EXPECT_EQ(nested, std::vector<int32_t>{2});
 }
 
 // Null pointers where the host must pass arrays: a failure, never a crash.
