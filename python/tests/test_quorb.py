@@ -2,7 +2,6 @@
 import ctypes
 import re
 import tempfile
-from concurrent.futures import ThreadPoolExecutor
 from dataclasses import replace
 from pathlib import Path
 
@@ -25,18 +24,6 @@ COVARIANCE = tuple((index + 1) * 1e-6 for index in range(quorb.COVARIANCE_LENGTH
 HEADERS = [SOURCE_DIR / "include" / "quorb" / name for name in ("quorb.h", "quorb_services.h")]
 DECLARATION = re.compile(r"QUORB_API\s+[\w\s\*]+?\b(\w+)\s*\(([^)]*)\)", re.S)
 MISSING_KEY = (1 << 62) + 12345  # a composed key that names nothing
-WORKERS, VECTORS_PER_WORKER, SATELLITES_PER_WORKER = 8, 300, 100_000
-
-
-def work(worker: int) -> tuple[dict[int, quorb.StateVector], str]:
-    """Adds and changes this worker's own vectors while listing what all store."""
-    first, mine = worker * SATELLITES_PER_WORKER, {}
-    for n in range(first, first + VECTORS_PER_WORKER):
-        mine[key := quorb.add(replace(ISS, sat_num=n))] = replace(ISS, sat_num=n, elset_num=worker)
-        quorb.get_lines(quorb.get_loaded(Order.LOAD)[-1])  # others add between count and list
-        quorb.update_fields(key, mine[key])
-    bindings.lib.QuorbRemoveSat(MISSING_KEY + worker)  # logs an error line naming the key
-    return mine, quorb.last_error()
 
 
 class QuorbTest(StoreTestCase):
@@ -147,14 +134,3 @@ class QuorbTest(StoreTestCase):
             self.assertEqual((Path(directory) / "saved.txt").read_text().count(ISS_LINES[1]), 2)
         warning = "Warning-QuorbGetLoaded: The binary tree is empty. No satKey returns."
         self.assertEqual(logged.output, [f"ERROR:quorb:{error}", f"WARNING:quorb:{warning}"])
-
-    def test_writers_and_readers_at_once(self) -> None:
-        received: list[tuple[quorb.Level, str]] = []
-        quorb.set_sink(lambda level, line: received.append((level, line)))
-        with ThreadPoolExecutor(WORKERS) as pool:
-            results = list(pool.map(work, range(WORKERS)))
-        written = {key: vector for mine, _ in results for key, vector in mine.items()}
-        stored = {key: quorb.get_all_fields(key) for key in quorb.get_loaded()}
-        self.assertEqual((stored, len(written)), (written, WORKERS * VECTORS_PER_WORKER))
-        self.assertTrue(all(f" {MISSING_KEY + n} " in line for n, (_, line) in enumerate(results)))
-        self.assertCountEqual(received, [(quorb.Level.ERROR, line) for _, line in results])

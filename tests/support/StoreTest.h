@@ -25,7 +25,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 #include "quorb/quorb.h"

@@ -4,7 +4,6 @@
 #include "Quorb/QuorbTree.h"
 #include "Quorb/QuorbZyrReading.h"
 #include "Services/Calendar.h"
-#include "Services/DmaKeys.h"
 #include "Services/FileUnits.h"
 #include "support/StoreTest.h"
 
@@ -113,10 +112,6 @@ TEST_F(KeyedData, VectorsThatCannotBeKeyedAreBadAnEqualOneIsADuplicate) {
   }
   EXPECT_EQ(LoadVector(kMinimal), Totals(1, 0, 0));
   EXPECT_EQ(LoadVector(kMinimal), Totals(0, 1, 0));
-  for (const char* const edge : {"1957\npos_vel_eci_epoch_day = 1.0\n",
-                                 "56\npos_vel_eci_epoch_day = 366.99999999\n"}) {
-    EXPECT_EQ(LoadVector("pos_vel_eci_epoch_iyear = "s + edge), Totals(1, 0, 0)) << edge;
-  }
 }
 
 TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {

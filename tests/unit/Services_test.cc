@@ -6,7 +6,6 @@
 #include "Quorb/LargeMappings.h"
 #include "Services/Alpha5.h"
 #include "Services/DmaKeys.h"
-#include "Services/Sorting.h"
 #include "Services/StringUtils.h"
 #include "Services/TraceLog.h"
 #include "support/StoreTest.h"
@@ -100,26 +99,6 @@ TEST(StringUtils, RealsOnTenColumns) {
     value = std::ldexp(static_cast<double>(random() >> 11), int(random() % 1800) - 1100);
     ASSERT_NEAR(StrToReal(Ax(value)), value, value * 5e-4) << Ax(value);
   }
-}
-
-// A line buffer refilled with longer, shorter and over-long texts holds only
-// the latest; sorting keeps equal texts in their given order.
-TEST(FixedText, LineBuffersAndSorting) {
-  LineBuffer buffer;
-  for (const std::size_t length : {300, 10, 0, 700, 80, 512, 3}) {
-    const std::string text(length, static_cast<char>('a' + length % 26));
-    buffer.Assign(text);
-    ASSERT_EQ(View(buffer.line()), View(MakeText<kLineLength>(text))) << length;
-  }
-  const std::string firsts = "A\200 aA a\200A";  // bytes above 127 sort last
-  std::string texts;
-  std::vector<int64_t> keys;
-  for (const char c : firsts) {
-    texts += c + std::string(kSortTextLength - 1, ' ');
-    keys.push_back(static_cast<int64_t>(keys.size()) * 10);
-  }
-  QuickSortIterative(static_cast<int32_t>(keys.size()), texts.data(), keys.data());
-  EXPECT_EQ(keys, (std::vector<int64_t>{20, 50, 0, 40, 80, 30, 60, 10, 70}));
 }
 
 TEST(TraceLog, LinesGoTrimmedToFileSinkAndSlots) {

@@ -19,7 +19,7 @@ using test::Out;
 using test::Totals;
 
 constexpr int kThreads = 4;
-constexpr int kCallsPerThread = 600;
+constexpr int kCallsPerThread = 1000;
 constexpr std::size_t kMaxOwned = 40;  // a thread removes rather than adds beyond this
 constexpr int kSatsPerThread = 10000;
 constexpr int kReadAheadSets = 1200;  // several batches of the card pass
@@ -85,12 +85,7 @@ class Worker {
 
   void Add() {
     const FieldsIn v = Next();
-    int64_t key = v.Add();
-    if (rng_() % 2) {  // again, from its card set
-      ASSERT_EQ(QuorbRemoveSat(key), 0);
-      const std::string cards = CardSet(v);
-      key = QuorbAddSatFrLines(cards.substr(0, 80).c_str(), cards.substr(80).c_str());
-    }
+    const int64_t key = v.Add();
     ASSERT_GT(key, 0);
     model_[key] = v;
   }
@@ -169,37 +164,15 @@ TEST_P(StoreThreads, EveryKindOfCallAtOnceLosesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(KeyModes, StoreThreads, ::testing::Values(0, 1));
 
-class DmaUpdateThreads : public test::StoreTest {
- protected:
-  void SetUp() override {
-    StoreTest::SetUp();
-    ElsetKeyModeSet(1);
-  }
-
-  // A vector whose position and velocity components all hold value, so a
-  // record read half replaced shows.
-  static FieldsIn Uniform(int32_t satNum, double value) {
-    FieldsIn v;
-    v.satNum = satNum;
-    std::fill_n(v.pos, 3, value);
-    std::fill_n(v.vel, 3, value);
-    return v;
-  }
-
-  static void ExpectWhole(const double pos[3], const double vel[3]) {
-    const bool whole = std::all_of(pos, pos + 3, [&](double x) { return x == pos[0]; }) &&
-                       std::all_of(vel, vel + 3, [&](double x) { return x == pos[0]; });
-    EXPECT_TRUE(whole) << pos[0] << " " << pos[2] << " " << vel[0] << " " << vel[2];
-  }
-};
+class DmaUpdateThreads : public test::StoreTest {};
 
 // A DMA update takes no part in the reader/writer protocol: it returns while
-// another thread holds a read of the store.
+// another thread holds a read of the store. (That walks beside DMA updates
+// see whole records, the model test checks under ThreadSanitizer.)
 TEST_F(DmaUpdateThreads, UpdatesReturnWhileAReadIsHeld) {
-  const int64_t key = Uniform(1, 1000.0).Add();
-  double xa[155] = {};
-  char xs[512];
-  ASSERT_EQ(QuorbDataToArray(key, xa, xs), 0);
+  ElsetKeyModeSet(1);
+  FieldsIn v;
+  const int64_t key = v.Add();
   std::atomic<bool> reading{false}, updated{false}, readEnded{false};
   std::thread reader([&] {
     QuorbBeginRead();
@@ -211,60 +184,13 @@ TEST_F(DmaUpdateThreads, UpdatesReturnWhileAReadIsHeld) {
     readEnded = true;
   });
   while (!reading) std::this_thread::yield();
-  EXPECT_EQ(Uniform(1, 2000.0).Update(key), 0);
+  v.pos[0] = 1.0;
+  EXPECT_EQ(v.Update(key), 0);
   EXPECT_EQ(QuorbSetField(key, 15, "0.5"), 0);
-  EXPECT_EQ(QuorbUpdateSatFrArray(key, xa, xs), 0);
   EXPECT_FALSE(readEnded);
   updated = true;
   reader.join();
-  EXPECT_EQ(quorb::testing::GetAllFields(key).pos[0], 1000.0);
-}
-
-// Saves, listings and reads beside thousands of DMA updates see every
-// vector either as it was or as it became, never half replaced.
-TEST_F(DmaUpdateThreads, WalksBesideUpdatesSeeWholeRecords) {
-  constexpr int kVectors = 200;
-  constexpr int kUpdates = 5000;
-  std::vector<int64_t> keys;
-  for (int sat = 1; sat <= kVectors; ++sat) keys.push_back(Uniform(sat, 1000.0).Add());
-  std::atomic<int> updatersLeft{2};
-  std::vector<std::thread> threads;
-  for (int id = 0; id < 2; ++id) {
-    threads.emplace_back([&, id] {
-      std::mt19937 rng(id);
-      for (int i = 0; i < kUpdates; ++i) {
-        const int n = static_cast<int>(rng() % kVectors);
-        ASSERT_EQ(Uniform(n + 1, 1000.0 * (1 + rng() % 8)).Update(keys[n]), 0);
-      }
-      --updatersLeft;
-    });
-  }
-  const std::string saved = (dir_ / "saved.txt").string();
-  threads.emplace_back([&] {
-    do {
-      ASSERT_EQ(QuorbSaveFile(saved.c_str(), 0), 0);
-      std::istringstream text(test::ReadFileText(saved));
-      std::string line1, line2;
-      for (int header = 0; header < 4; ++header) std::getline(text, line1);
-      int sets = 0;
-      for (; std::getline(text, line1) && std::getline(text, line2); ++sets) {
-        const quorb::testing::HostFields f = quorb::testing::Parse(line1.c_str(), line2.c_str());
-        ExpectWhole(f.pos, f.vel);
-      }
-      EXPECT_EQ(sets, kVectors);
-    } while (updatersLeft > 0);
-  });
-  do {
-    std::vector<int64_t> listed(kVectors);
-    QuorbGetLoaded(0, listed.data());
-    EXPECT_EQ(listed, keys);
-    for (const int64_t key : keys) {
-      const quorb::testing::HostFields f = quorb::testing::GetAllFields(key);
-      ExpectWhole(f.pos, f.vel);
-    }
-    EXPECT_EQ(QuorbGetSatKey(kVectors), keys.back());
-  } while (updatersLeft > 0);
-  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(quorb::testing::GetAllFields(key).agom, 0.5);
 }
 
 // Blocks of card lines. Each starts with a line that drops any pending 1P
