@@ -1,6 +1,7 @@
 // The vector store as hosts use it: validation, keys of both kinds,
 // duplicates, listings, removal, and keys that name nothing.
 
+#include "Quorb/BlockPool.h"  // QUORB_ADDRESS_SANITIZER
 #include "Quorb/QuorbTree.h"
 #include "Services/DmaKeys.h"
 #include "support/StoreTest.h"
