@@ -3,7 +3,10 @@
 // Writers (add, update, remove, empty) are serialized by the critical section
 // cs_updatenote and wait until no read is open; readers count themselves in
 // and never wait for one another. A thread must end its own read before it
-// calls a writer, or the writer waits for ever.
+// calls a writer, or the writer waits for ever. DMA records are copied and
+// updated under their holder's lock instead: a DMA update never waits for
+// reads. Lines logged under a read or the writer section reach the log once
+// it ends, so a trace-log sink may call back into the store.
 #ifndef QUORB_QUORB_QUORBTREE_H_
 #define QUORB_QUORB_QUORBTREE_H_
 
