@@ -4,6 +4,7 @@
 #include <mutex>
 #include <new>
 #include <thread>
+#include <utility>
 
 #include "Quorb/LargeMappings.h"
 
@@ -70,8 +71,7 @@ void BlockPool::Free(void* block) {
 void BlockPool::ReleaseIfUnused() {
   std::lock_guard lock(lock_);
   if (live_ != 0) return;
-  for (const Slab& slab : slabs_) UnmapLarge(slab.memory, slab.bytes);
-  slabs_.clear();
+  for (const Slab& slab : std::exchange(slabs_, {})) UnmapLarge(slab.memory, slab.bytes);
   freeList_ = nullptr;
   nextFresh_ = slabEnd_ = nullptr;
 }

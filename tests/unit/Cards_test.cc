@@ -237,7 +237,6 @@ TEST(Epochs, EveryFormOfOneInstantReadsAlike) {
               kKeyBase + (int64_t{25544} << 32) + nanos / kNanosPerSecond)
         << text;
     EXPECT_EQ(DTG2DS50UTC(text), kDaysTo2025 + 123.7812578125) << text;
-    EXPECT_EQ(DateStr2DS50(text), kDaysTo2025 + 123.7812578125) << text;
   }
 }
 
@@ -257,6 +256,7 @@ TEST(Epochs, YearsDaysAndTheirEdges) {
   // Fraction digits past the nanosecond are floored, however many.
   const std::pair<const char*, int64_t> nanos[] = {
       {"25123000000.1234567899999", day123 + 123'456'789},
+      {"25123000000.1234567", day123 + 123'456'700},
       {"2025/123.0000000000000116", day123 + 1},
       {"2025/123.333333333333333333333333334", day123 + kNanosPerDay / 3},
       {"2025/123.333333333333333333333333333", day123 + kNanosPerDay / 3 - 1},
