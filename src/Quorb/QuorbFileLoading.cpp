@@ -18,7 +18,6 @@
 namespace quorb {
 namespace {
 
-constexpr int32_t kOpenOption = 1;
 constexpr std::size_t kSatNumFieldWidth = 5;
 constexpr std::string_view kSaveHeader = "*** Orbital Elements - Quorb Vectors ***";
 constexpr int kSaveLeadingEmptyLines = 3;
@@ -39,7 +38,7 @@ bool NamesIncludedFile(int32_t code) {
 int32_t LoadIncludedFile(int32_t code, std::string_view line, std::string_view topPath,
                          LoadCounts& counts) {
   const Line name = GetInputFileName(line, topPath);
-  const int32_t opened = FileOpen(kIncludedFileUnit, View(name), kFileModeRead, kOpenOption);
+  const int32_t opened = FileOpen(kIncludedFileUnit, View(name), kFileModeRead);
   if (opened != 0) return opened;
   int32_t status = 0;
   if (code == kCardZyrVecFile) {
@@ -106,7 +105,7 @@ int32_t QuorbSaveFileText(const Line& fileName, int32_t saveMode) {
 }
 
 int32_t ReadQuorbsFrFile(std::string_view path) {
-  const int32_t opened = FileOpen(kTopFileUnit, path, kFileModeRead, kOpenOption);
+  const int32_t opened = FileOpen(kTopFileUnit, path, kFileModeRead);
   if (opened != 0) return opened;
   const int32_t status = ReadQuorbsFrFileUnit(kTopFileUnit, path);
   UnitClose(kTopFileUnit);

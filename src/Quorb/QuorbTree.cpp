@@ -90,8 +90,7 @@ bool HolderValidFor(const DmaHolder* holder, int64_t key) {
 // the holder has none.
 bool ReadDmaRecord(int64_t key, const RecordReader& read) {
   const DmaHolder* holder = KeyToCPtr(key);
-  if (!holder) return false;
-  std::lock_guard lock(HolderLock(*holder));
+  std::lock_guard lock(HolderLock(holder));
   if (!HolderValidFor(holder, key) || !holder->rec) return false;
   read(*holder->rec);
   return true;
@@ -101,8 +100,7 @@ bool ReadDmaRecord(int64_t key, const RecordReader& read) {
 // the writer section: a DMA update never waits for reads of the store.
 bool ModifyDmaRecord(int64_t key, const std::function<void(QuorbRecord&)>& change) {
   DmaHolder* holder = KeyToCPtr(key);
-  if (!holder) return false;
-  std::lock_guard lock(HolderLock(*holder));
+  std::lock_guard lock(HolderLock(holder));
   if (!HolderValidFor(holder, key) || !holder->rec) return false;
   change(*holder->rec);
   return true;
@@ -168,7 +166,7 @@ int32_t RemoveDmaLocked(int64_t key) {
     TraceLogError("RemoveDMA: This DMA object isn't a correct object.");
     return 2;
   }
-  std::lock_guard lock(HolderLock(*holder));
+  std::lock_guard lock(HolderLock(holder));
   delete std::exchange(holder->rec, nullptr);
   if (!holder->attachA && !holder->attachB) FreeDmaHolder(holder);
   return 0;
@@ -309,8 +307,7 @@ void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
       return;
     }
     const DmaHolder* holder = KeyToCPtr(key);
-    if (!holder) return;
-    std::lock_guard lock(HolderLock(*holder));
+    std::lock_guard lock(HolderLock(holder));
     if (HolderValidFor(holder, key) && QuorbElsetType(holder->elsetType) && holder->rec) {
       rec = *holder->rec;
     }
@@ -336,11 +333,7 @@ bool QuorbReadRec(int64_t key, const RecordReader& read, FindMessage* msg) {
       return false;
     }
     const DmaHolder* holder = KeyToCPtr(key);
-    if (!holder) {
-      SetMessage(msg, "FindRecPtr: Invalid DMA key.");
-      return false;
-    }
-    std::lock_guard lock(HolderLock(*holder));
+    std::lock_guard lock(HolderLock(holder));
     if (!HolderValidFor(holder, key)) {
       SetMessage(msg, "FindRecPtr: Invalid DMA key.");
       return false;

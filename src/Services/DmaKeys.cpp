@@ -138,9 +138,9 @@ struct alignas(64) PaddedMutex {
 
 }  // namespace
 
-std::mutex& HolderLock(const DmaHolder& holder) {
+std::mutex& HolderLock(const DmaHolder* holder) {
   static PaddedMutex locks[kHolderLocks];
-  const std::uintptr_t index = reinterpret_cast<std::uintptr_t>(&holder) / sizeof(DmaHolder);
+  const std::uintptr_t index = reinterpret_cast<std::uintptr_t>(holder) / sizeof(DmaHolder);
   return locks[index % kHolderLocks].mutex;
 }
 

@@ -53,10 +53,10 @@ void FreeDmaHolder(DmaHolder* holder);
 int64_t HolderSelf(const DmaHolder& holder);
 
 // The lock of a holder's record, one of a fixed table chosen by the holder's
-// address. Every copy the library makes of a DMA record, its update and its
-// removal hold it, for that one record only: no other lock is taken while it
-// is held.
-std::mutex& HolderLock(const DmaHolder& holder);
+// address (any address, null included). Every copy the library makes of a
+// DMA record, its update and its removal hold it, for that one record only:
+// no other lock is taken while it is held.
+std::mutex& HolderLock(const DmaHolder* holder);
 
 }  // namespace quorb
 

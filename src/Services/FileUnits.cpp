@@ -213,7 +213,7 @@ int OpenDescriptor(const std::string& path, int32_t mode) {
 
 }  // namespace
 
-int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode, int32_t /*option*/) {
+int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode) {
   UnitClose(unit);
   const std::string path(TrimRight(name));
   const bool usable = !path.empty() && path.find('\0') == std::string::npos;

@@ -16,9 +16,8 @@ inline constexpr int32_t kFileModeAppend = 2;  // append, creating when missing
 
 // Opens the named file (trailing blanks of name ignored) on the calling
 // thread's unit, closing whatever that unit had open. Returns 0, or 2 after
-// logging "FileOpen: Cannot open file \"NAME\".". The option is accepted for
-// the callers' sake and has no effect.
-int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode, int32_t option = 0);
+// logging "FileOpen: Cannot open file \"NAME\".".
+int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode);
 
 // Reads the next line of a unit open for reading into line: at most 512
 // characters, a trailing carriage return dropped, blank-padded; the rest of

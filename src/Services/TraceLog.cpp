@@ -86,7 +86,8 @@ void PassToSink(Level level, const std::string& line) {
 
 void Deliver(Level level, std::string_view msg) {
   if (heldLines != nullptr || holdDepth > 0) {
-    (heldLines != nullptr ? *heldLines : linesOnHold).push_back({level == kError, std::string(msg)});
+    (heldLines != nullptr ? *heldLines : linesOnHold)
+        .push_back({level == kError, std::string(msg)});
     return;
   }
   std::string line = MakeLine(msg);

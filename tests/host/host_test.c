@@ -59,6 +59,7 @@ int main(void) {
   CHECK(QuorbDataToArray(key, NULL, out.value) == 2);
   CHECK(QuorbUpdateSatFrArray(key, NULL, out.value) == 2);
   QuorbAddSatFrLinesML(kLine1, kLine2, NULL);
+  QuorbAddSatFrArrayML(xa, out.value, NULL), QuorbFieldsToSatKeyML(1, "25123120000.000", NULL);
   QuorbGetLoaded(0, NULL);
   CHECK(TraceLogLastError(NULL, 0) > 0);
 

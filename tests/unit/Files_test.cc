@@ -65,7 +65,9 @@ TEST_F(Files, WhatEachLineDoes) {
   std::string lower1P = k1P, lower2P = Card2P(2, 10), blanks = Card2P(1, 10);
   lower1P.back() = 'p';
   lower2P.back() = 'p';
-  blanks.replace(14, 17, "2501012 000.000  ");  // blanks in an epoch read as zeros
+  blanks.replace(14, 17, "2501012 000.000  ");         // blanks in an epoch read as zeros
+  std::string longLine = "*" + std::string(511, ' ');  // then keywords, one per 512 columns
+  for (int i = 0; i < 600; ++i) longLine += test::WithColumns("VECFIL = cards.txt", 512, " ");
   const std::pair<std::string, std::string> cases[] = {
       // Comments, blanks and other keywords count for nothing.
       {"* a comment\n\n          \nSOME_OTHER_KEYWORD = 7\n* VECFIL = commented.txt\n*" +
@@ -89,6 +91,8 @@ TEST_F(Files, WhatEachLineDoes) {
            std::string(432, ' ') + "TRAILING TEXT PAST COLUMN 512\n" + Card2P(2, 10) + "\n" + k1P +
            "\n" + Card2P(3, 10),
        Outcome(0, Totals(3, 0, 0), {}, 0)},
+      // A line longer than the read buffer is one line, however it goes on.
+      {longLine + "\n" + CardSet(1, 10), Outcome(0, Totals(1, 0, 0), {}, 0)},
       // An epoch that cannot be keyed is bad without a message.
       {k1P + "\n" + blanks + "\n" + k1P + "\n" + Card2P(2, 10).replace(14, 17, "  NOT AN EPOCH   "),
        Outcome(0, Totals(1, 0, 1), {}, 0)}};

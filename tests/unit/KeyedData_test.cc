@@ -115,8 +115,8 @@ TEST_F(KeyedData, VectorsThatCannotBeKeyedAreBadAnEqualOneIsADuplicate) {
 }
 
 TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {
-  LoadVector(kMinimal + "covariance_matrix(01) = 1.0e-30\n");
-  EXPECT_EQ(Stored().covMatrix, nullptr);  // too small to be one
+  LoadVector(kMinimal + "covariance_matrix(01) = 1.0e-30\n");  // too small to be one
+  EXPECT_EQ(std::pair(Stored().covMatrix == nullptr, Stored().revNum), std::pair(true, 0));
   QuorbRemoveAllSats();
   LoadVector(test::ManeuverCard(1) + "\n" + kMinimal + test::ManeuverCard(2, '9') + "\n" +
              "covariance_matrix(01) = 1.0e-6\ncovariance_matrix(28) = -2.5\n"

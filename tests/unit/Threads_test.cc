@@ -170,22 +170,19 @@ class DmaUpdateThreads : public test::StoreTest {};
 // another thread holds a read of the store. (That walks beside DMA updates
 // see whole records, the model test checks under ThreadSanitizer.)
 TEST_F(DmaUpdateThreads, UpdatesReturnWhileAReadIsHeld) {
+  using namespace std::chrono_literals;
   ElsetKeyModeSet(1);
-  FieldsIn v;
-  const int64_t key = v.Add();
+  const int64_t key = FieldsIn().Add();
   std::atomic<bool> reading{false}, updated{false}, readEnded{false};
   std::thread reader([&] {
     QuorbBeginRead();
     reading = true;
-    for (int ms = 0; ms < 5000 && !updated; ++ms) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    for (int ms = 0; ms < 5000 && !updated; ++ms) std::this_thread::sleep_for(1ms);
     QuorbEndRead();
     readEnded = true;
   });
   while (!reading) std::this_thread::yield();
-  v.pos[0] = 1.0;
-  EXPECT_EQ(v.Update(key), 0);
+  EXPECT_EQ(FieldsIn().Update(key), 0);
   EXPECT_EQ(QuorbSetField(key, 15, "0.5"), 0);
   EXPECT_FALSE(readEnded);
   updated = true;
