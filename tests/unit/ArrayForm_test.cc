@@ -149,7 +149,6 @@ TEST_F(ArrayForm, ControlsAndCovarianceFollowTheFlag) {
   const int32_t kept = Array2Quorb(xa.data(), xs).card4p->stepMode;
   xa[87] = -1;
   EXPECT_EQ(kept * 10 + Array2Quorb(xa.data(), xs).card4p->stepMode, 20);
-  // (The flag and the covariance threshold the array form fuzz target checks.)
 }
 
 }  // namespace
