@@ -118,7 +118,8 @@ TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {
   LoadVector(kMinimal + "covariance_matrix(01) = 1.0e-30\n");  // too small to be one
   EXPECT_EQ(std::pair(Stored().covMatrix == nullptr, Stored().revNum), std::pair(true, 0));
   QuorbRemoveAllSats();
-  LoadVector(test::ManeuverCard(1) + "\n" + kMinimal + test::ManeuverCard(2, '9') + "\n" +
+  LoadVector(test::ManeuverCard(1) + "\n*" + test::ManeuverCard(3).substr(1) + "\n" + kMinimal +
+             test::ManeuverCard(2, '9') + "\n" +
              "covariance_matrix(01) = 1.0e-6\ncovariance_matrix(28) = -2.5\n"
              "covariance_matrix(29) = 9.0\ncovariance_matrix(00) = 9.0\n"
              "covariance_matrix(04) = none\ncovariance_matrix(3)  = 4.0\n");  // ')' in column 20

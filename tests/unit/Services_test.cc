@@ -120,7 +120,6 @@ TEST(TraceLog, LinesGoTrimmedToFileSinkAndSlots) {
   TraceLogSetSink(nullptr, nullptr);
   TraceLogError("0123456789");
   TraceLogClose();
-  EXPECT_EQ(TraceLogOpen("/nonexistent-dir/trace.log"), 2);
   EXPECT_EQ(test::ReadFileText(path),
             "Lines2Quorb\ncaused by the sink\ntwo parts\ncaused by the sink\n0123456789\n");
   EXPECT_EQ(sunk, (std::vector<std::string>{"1:Lines2Quorb", "0:two parts", "0:after close"}));

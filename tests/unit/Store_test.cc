@@ -59,7 +59,7 @@ TEST_F(Store, SameVectorIsADuplicateAnOtherTakesTheNextKey) {
       {[](FieldsIn& f) { f.elsetNum = 9, f.epoch = "2025/123.50000000"; }, true},
       {[](FieldsIn& f) { f.epoch = "25123120000.9"; }, false},
       {[](FieldsIn& f) { f.pos[2] = 1.0; }, false},
-      {[](FieldsIn& f) { f.vel[1] = 1.0; }, false},
+      {[](FieldsIn& f) { f.vel[2] = 1.0; }, false},
       {[](FieldsIn& f) { f.bTerm = 1.0; }, false},
       {[](FieldsIn& f) { f.agom = 1.0; }, false},
       {[](FieldsIn& f) { f.inTrackThrust = 1.0; }, false},
