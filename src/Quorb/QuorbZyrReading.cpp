@@ -90,9 +90,9 @@ constexpr RealKey kRealKeys[] = {
     {"covariance_weighted_rms", [](VectorDraft& d, double v) { d.rec.weightedRms = v; }},
 };
 
-// The columns from first (1-based) up to last of line; empty past its end.
+// The columns from first (1-based) up to last of line; first lies within
+// the line (a key is shorter than a line) and last after it.
 std::string_view Columns(std::string_view line, std::size_t first, std::size_t last) {
-  if (first > line.size() || last < first) return {};
   return line.substr(first - 1, std::min(last, line.size()) - (first - 1));
 }
 
