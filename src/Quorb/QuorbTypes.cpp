@@ -116,11 +116,10 @@ QuorbRecord::QuorbRecord(const QuorbRecord& other)
 QuorbRecord& QuorbRecord::operator=(const QuorbRecord& other) {
   if (this == &other) return *this;
   QuorbRecordValues::operator=(other);
-  // Copy first, release the old parts after.
+  // Copy first: the moves below release the old parts.
   auto cov = CopyPart(other.covMatrix);
   auto ctrl = CopyPart(other.card4p);
   auto cards = CopyPart(other.maneuvCards);
-  FreeQuorbRecord(*this);
   covMatrix = std::move(cov);
   card4p = std::move(ctrl);
   maneuvCards = std::move(cards);
