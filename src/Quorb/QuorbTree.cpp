@@ -86,23 +86,15 @@ bool HolderValidFor(const DmaHolder* holder, int64_t key) {
   return self != 0 && self == SatKeyToAddr(key);
 }
 
-// Runs read on the record of a DMA node under its holder's lock; false when
-// the holder has none.
-bool ReadDmaRecord(int64_t key, const RecordReader& read) {
-  const DmaHolder* holder = KeyToCPtr(key);
-  std::lock_guard lock(HolderLock(holder));
-  if (!HolderValidFor(holder, key) || !holder->rec) return false;
-  read(*holder->rec);
-  return true;
-}
-
-// Runs change on the record of a DMA key under its holder's lock, without
-// the writer section: a DMA update never waits for reads of the store.
-bool ModifyDmaRecord(int64_t key, const std::function<void(QuorbRecord&)>& change) {
+// Runs use on the record of a DMA key under its holder's lock, without the
+// writer section: DMA reads and updates never wait for reads of the store.
+// False when the key names no holder with a record.
+template <class Use>
+bool WithDmaRecord(int64_t key, const Use& use) {
   DmaHolder* holder = KeyToCPtr(key);
   std::lock_guard lock(HolderLock(holder));
   if (!HolderValidFor(holder, key) || !holder->rec) return false;
-  change(*holder->rec);
+  use(*holder->rec);
   return true;
 }
 
@@ -367,7 +359,7 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
   // The copy is made before taking write access, to keep the section short.
   auto replacement = std::make_unique<QuorbRecord>(rec);
   if (IsDMA(key)) {
-    if (!ModifyDmaRecord(key, [&](QuorbRecord& stored) { std::swap(stored, *replacement); })) {
+    if (!WithDmaRecord(key, [&](QuorbRecord& stored) { std::swap(stored, *replacement); })) {
       TraceLogError("UpdateRec: rec/DMA doesn't exist or was already deallocated");
       return 2;
     }
@@ -391,7 +383,7 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
 }
 
 bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change) {
-  if (IsDMA(key)) return ModifyDmaRecord(key, change);
+  if (IsDMA(key)) return WithDmaRecord(key, change);
   bool found = false;
   WithWriteAccess([&] {
     if (QuorbRecord* rec = recordIndex.Find(key)) {
@@ -446,7 +438,7 @@ int32_t QuorbGetNumOfTreeNodes() {
 }
 
 bool QuorbReadNodeRecord(const QuorbBinTree& node, const RecordReader& read) {
-  if (IsDMA(node.key)) return ReadDmaRecord(node.key, read);
+  if (IsDMA(node.key)) return WithDmaRecord(node.key, read);
   if (!node.rec) return false;
   read(*node.rec);
   return true;
