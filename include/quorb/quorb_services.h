@@ -1,4 +1,5 @@
-/* quorb_services.h - host controls of libquorb: key modes and the trace log.
+/* quorb_services.h - host controls of libquorb: key modes, the trace log,
+ * the load report and maneuver cards.
  *
  * These functions steer how new vectors are keyed and where the library's
  * messages go. All of them are process-wide and safe to call from any thread.
@@ -72,6 +73,59 @@ QUORB_API void TraceLogSetSink(TraceLogSink sink, void* user);
 QUORB_API int32_t TraceLogLastError(char* buf, int32_t bufLen);
 /* As TraceLogLastError, for the last info line. */
 QUORB_API int32_t TraceLogLastInfo(char* buf, int32_t bufLen);
+
+/* ---- Load report ------------------------------------------------------------
+ * A thread that sets a report sink receives, for each load it runs
+ * (QuorbLoadFile), one entry for every input line that did not become a
+ * stored vector, in the order the load meets them, and one LOAD_REPORT_END
+ * entry when the load ends, also when it stops early. Loads on other threads
+ * are not reported to it. Entries come on the loading thread; their texts are
+ * valid during the call only. A sink may call the store's functions but
+ * cannot start another load. */
+typedef enum LoadReportKind {
+  LOAD_REPORT_END = 0,           /* the load's counts and status */
+  LOAD_REPORT_REJECTED = 1,      /* a card set the library rejected (at its 2P card) */
+  LOAD_REPORT_NO_1P = 2,         /* a 2P card without its 1P card */
+  LOAD_REPORT_NO_2P = 3,         /* a 1P card that a keyword, another 1P card or the end
+                                    of the file parted from its 2P card */
+  LOAD_REPORT_NO_KEY = 4,        /* a card set for which no key could be made */
+  LOAD_REPORT_DUPLICATE = 5,     /* a card set or keyed data the store refused as a duplicate */
+  LOAD_REPORT_NOT_STORED = 6,    /* a card set the store could not take */
+  LOAD_REPORT_UNRECOGNISED = 7,  /* no comment, card, keyword or maneuver card */
+  LOAD_REPORT_NOT_OPENED = 8,    /* a file that could not be opened: at the line that names
+                                    it, or at line 0 of the file given to the load */
+  LOAD_REPORT_KEYED_UNUSED = 9,  /* keyed vector or control data that changed nothing */
+  LOAD_REPORT_MANEUVER_DROPPED = 10 /* a maneuver card past the 100th of one vector */
+} LoadReportKind;
+
+typedef struct LoadReportEntry {
+  int32_t kind;        /* a LoadReportKind */
+  const char* file;    /* the file the line is in (not NUL-terminated) */
+  int32_t fileLen;
+  int32_t line;        /* the line's number from 1; 0 for a whole file */
+  const char* message; /* the library's message about the line, or NULL */
+  int32_t messageLen;
+  /* LOAD_REPORT_END only: the counts of the load's totals line and the
+   * status QuorbLoadFile returns. */
+  int64_t total;
+  int32_t loaded;
+  int32_t dup;
+  int32_t bad;
+  int32_t status;
+} LoadReportEntry;
+
+typedef void (*LoadReportSink)(const LoadReportEntry* entry, void* user);
+/* Sets the calling thread's report sink; NULL removes it. A load already
+ * running on the thread keeps the sink it started with. */
+QUORB_API void LoadReportSetSink(LoadReportSink sink, void* user);
+
+/* ---- Maneuver cards ---------------------------------------------------------
+ * The maneuver cards that followed a vector in its input file. */
+
+/* Returns how many maneuver cards the vector of satKey holds (0 to 100), or
+ * -1 when no vector has that key. When index is 1 to that number and card is
+ * not NULL, the card is copied into card, blank-padded, without a NUL. */
+QUORB_API int32_t ManeuverCardGet(int64_t satKey, int32_t index, char card[512]);
 
 #ifdef __cplusplus
 }

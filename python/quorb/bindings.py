@@ -21,6 +21,17 @@ COORD_SYS_LENGTH = 5
 
 TraceLogSink = ctypes.CFUNCTYPE(None, c_int32, POINTER(c_char), c_int32, c_void_p)
 
+
+class LoadReportEntry(ctypes.Structure):
+    """One entry of a load report (struct LoadReportEntry of quorb_services.h)."""
+    _fields_ = [("kind", c_int32), ("file", POINTER(c_char)), ("fileLen", c_int32),
+                ("line", c_int32), ("message", POINTER(c_char)), ("messageLen", c_int32),
+                ("total", c_int64), ("loaded", c_int32), ("dup", c_int32), ("bad", c_int32),
+                ("status", c_int32)]
+
+
+LoadReportSink = ctypes.CFUNCTYPE(None, POINTER(LoadReportEntry), c_void_p)
+
 _IN = c_char_p  # const char[N]: read up to N bytes or the first NUL
 _OUT = POINTER(c_char)  # char[N]: N bytes written, blank-padded, no NUL
 _VEC = POINTER(c_double)  # double[3] or the flat array of the array form
@@ -75,6 +86,8 @@ PROTOTYPES: dict[str, tuple[type | None, list]] = {
     "TraceLogSetSink": (None, [TraceLogSink, c_void_p]),
     "TraceLogLastError": (c_int32, [c_char_p, c_int32]),
     "TraceLogLastInfo": (c_int32, [c_char_p, c_int32]),
+    "LoadReportSetSink": (None, [LoadReportSink, c_void_p]),
+    "ManeuverCardGet": (c_int32, [c_int64, c_int32, _OUT]),
 }
 
 

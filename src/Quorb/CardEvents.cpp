@@ -67,19 +67,31 @@ void CardEventReader::Fill(CardEventBatch& batch) {
   std::string_view line;
   while (!batch.full()) {
     if (unit_ == nullptr || !UnitReadLine(*unit_, line)) {
-      batch.Next().kind = CardEventKind::kEnd;
+      PartPending1P(batch);
+      AddEvent(CardEventKind::kEnd, batch);
       return;
     }
     if (!AddLine(line, batch)) return;
   }
 }
 
+CardEvent& CardEventReader::AddEvent(CardEventKind kind, CardEventBatch& batch) {
+  CardEvent& event = batch.Next();
+  event.kind = kind;
+  event.line = unit_ != nullptr ? UnitLineNumber(*unit_) : 0;
+  return event;
+}
+
+void CardEventReader::PartPending1P(CardEventBatch& batch) {
+  if (state_ != Pending1P::kUnused) return;
+  AddEvent(CardEventKind::kLone1P, batch).line = pending1PLine_;
+  state_ = Pending1P::kNone;
+}
+
 bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
   if (IsSkippedLine(line)) return true;
   if (IsManeuvCardType(line)) {
-    CardEvent& event = batch.Next();
-    event.kind = CardEventKind::kManeuver;
-    event.card = batch.Keep(line);
+    AddEvent(CardEventKind::kManeuver, batch).card = batch.Keep(line);
     return true;
   }
   // A card told in its own letter case needs no second look when read.
@@ -88,8 +100,10 @@ bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
   if (!isCard) type = QuorbCardTypeAnyCase(line);
   switch (type) {
     case kCard1P:
+      PartPending1P(batch);
       pending1P_.Assign(line);
       pending1PIsCard_ = isCard;
+      pending1PLine_ = UnitLineNumber(*unit_);
       state_ = Pending1P::kUnused;
       return true;
     case kCard2P:
@@ -100,22 +114,25 @@ bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
       }
       return true;
     case kCardZyrVecData:
-      batch.Next().kind = CardEventKind::kZyrVecData;
+      PartPending1P(batch);
+      AddEvent(CardEventKind::kZyrVecData, batch);
       return false;
     case kCardZyrCtrlData:
-      batch.Next().kind = CardEventKind::kZyrCtrlData;
+      PartPending1P(batch);
+      AddEvent(CardEventKind::kZyrCtrlData, batch);
       return false;
     default:
       // A keyword ends any card set in progress; the keyword pass acted on
       // it already.
+      PartPending1P(batch);
+      if (type == kCardOther) AddEvent(CardEventKind::kUnrecognised, batch);
       state_ = Pending1P::kNone;
       return true;
   }
 }
 
 void CardEventReader::AddCardSet(std::string_view line2, bool isCard, CardEventBatch& batch) {
-  CardEvent& event = batch.Next();
-  event.kind = CardEventKind::kCardSet;
+  CardEvent& event = AddEvent(CardEventKind::kCardSet, batch);
   event.heldBegin = static_cast<uint32_t>(batch.held_.size());
   card2P_.Assign(line2);
   event.status = pending1PIsCard_ && isCard
@@ -126,8 +143,7 @@ void CardEventReader::AddCardSet(std::string_view line2, bool isCard, CardEventB
 }
 
 void CardEventReader::AddLone2P(std::string_view line2, CardEventBatch& batch) {
-  CardEvent& event = batch.Next();
-  event.kind = CardEventKind::kLone2P;
+  CardEvent& event = AddEvent(CardEventKind::kLone2P, batch);
   event.card = batch.Keep(line2);
   event.has1P = state_ == Pending1P::kUsed;
   if (event.has1P) event.card1P = batch.Keep(TrimRight(View(pending1P_.line())));

@@ -35,11 +35,15 @@ enum class CardEventKind : uint8_t {
   kManeuver,     // a maneuver card
   kZyrVecData,   // keyed vector data follow; the reading stopped after that line
   kZyrCtrlData,  // keyed control data follow; the reading stopped after that line
+  kLone1P,       // a 1P card that the line after it parted from any 2P card
+  kUnrecognised, // no comment, card, keyword or maneuver card
   kEnd,          // the unit has no more lines
 };
 
 struct CardEvent {
   CardEventKind kind = CardEventKind::kEnd;
+  // The number of the event's line in its unit (for a card set, its 2P card).
+  int32_t line = 0;
   // kCardSet: ReadCardSet's status and record. Validating and keying it
   // is left to the storing side, which has time to spare.
   int32_t status = 0;
@@ -59,12 +63,14 @@ class CardEventBatch {
  public:
   // Room for this many events; a batch ends earlier only at an end event.
   static constexpr std::size_t kCapacity = 512;
+  // A line may part a 1P card from its 2P card and add its own event.
+  static constexpr std::size_t kMaxEventsPerLine = 2;
 
   CardEventBatch();
 
   std::size_t size() const { return size_; }
   const CardEvent& operator[](std::size_t i) const { return events_[i]; }
-  bool full() const { return size_ == kCapacity; }
+  bool full() const { return size_ + kMaxEventsPerLine > kCapacity; }
   // True when the last event ends the reading.
   bool ended() const;
   const std::vector<HeldLogLine>& held() const { return held_; }
@@ -96,8 +102,12 @@ class CardEventReader {
  private:
   enum class Pending1P : uint8_t { kNone, kUnused, kUsed };
 
-  // Adds the event of one line; false once the reading has ended.
+  // Adds the events of one line; false once the reading has ended.
   bool AddLine(std::string_view line, CardEventBatch& batch);
+  // Adds an event of the kind for the line read last.
+  CardEvent& AddEvent(CardEventKind kind, CardEventBatch& batch);
+  // A 1P card not yet used is parted from any 2P card by the line read now.
+  void PartPending1P(CardEventBatch& batch);
   void AddCardSet(std::string_view line2, bool isCard, CardEventBatch& batch);
   void AddLone2P(std::string_view line2, CardEventBatch& batch);
 
@@ -105,6 +115,7 @@ class CardEventReader {
   LineBuffer pending1P_;
   LineBuffer card2P_;
   Pending1P state_ = Pending1P::kNone;
+  int32_t pending1PLine_ = 0;
   bool pending1PIsCard_ = false;  // QuorbCardType, not only in any case, told it
 };
 

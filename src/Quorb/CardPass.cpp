@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Quorb/CardEvents.h"
+#include "Quorb/LoadReport.h"
 #include "Quorb/ManeuverBuffer.h"
 #include "Quorb/QuorbFileLoading.h"
 #include "Quorb/QuorbTree.h"
@@ -23,8 +24,8 @@ constexpr int kBatchesInFlight = 4;
 // The storing side: acts on the events in the order of the lines.
 class CardPass {
  public:
-  CardPass(std::string_view topPath, int32_t unit, LoadCounts& counts)
-      : topPath_(topPath), unit_(unit), counts_(counts) {}
+  CardPass(CardPassFiles files, int32_t unit, LoadCounts& counts)
+      : files_(files), unit_(unit), counts_(counts) {}
 
   void Apply(const CardEventBatch& batch) {
     for (std::size_t i = 0; i < batch.size(); ++i) Apply(batch[i], batch.held());
@@ -34,6 +35,7 @@ class CardPass {
 
  private:
   void Apply(const CardEvent& event, std::span<const HeldLogLine> held) {
+    if (report_ != nullptr) report_->Mark();
     switch (event.kind) {
       case CardEventKind::kCardSet:
         hasPending1P_ = true;
@@ -42,22 +44,27 @@ class CardPass {
              held.subspan(event.heldBegin, event.heldEnd - event.heldBegin)) {
           TraceLogDeliverHeld(line);
         }
-        Settle(event.status, event.rec);
+        Settle(event.status, event.rec, event.line);
         break;
       case CardEventKind::kLone2P:
         ReadLone2P(event);
         break;
       case CardEventKind::kManeuver:
-        KeepManeuver(event.card);
+        KeepManeuver(event.card, event.line);
         break;
       case CardEventKind::kZyrVecData:
-        ReadZyrQuorbs(unit_, counts_);
-        status_ = 0;
+        ReadVectorData(event.line);
         Finish(/*onlyIfLoadedSince=*/false);
         break;
       case CardEventKind::kZyrCtrlData:
-        ReadCtrlData();
+        ReadCtrlData(event.line);
         Finish(/*onlyIfLoadedSince=*/true);
+        break;
+      case CardEventKind::kLone1P:
+        Report(LOAD_REPORT_NO_2P, event.line);
+        break;
+      case CardEventKind::kUnrecognised:
+        Report(LOAD_REPORT_UNRECOGNISED, event.line);
         break;
       case CardEventKind::kEnd:
         Finish(/*onlyIfLoadedSince=*/true);
@@ -65,10 +72,16 @@ class CardPass {
     }
   }
 
-  void KeepManeuver(std::string_view line) {
-    if (!maneuvers_.Append(line) && maneuvers_.dropped() == 1) {
+  void Report(LoadReportKind kind, int32_t line) {
+    if (report_ != nullptr) report_->Dropped(kind, files_.unit, line);
+  }
+
+  void KeepManeuver(std::string_view card, int32_t line) {
+    if (maneuvers_.Append(card)) return;
+    if (maneuvers_.dropped() == 1) {
       TraceLogInfo("Warning-ReadOnlyQUORBs: More than 100 maneuver cards; the rest are ignored.");
     }
+    Report(LOAD_REPORT_MANEUVER_DROPPED, line);
   }
 
   // A 2P card that pairs with the 1P card of an earlier set only if that
@@ -77,12 +90,13 @@ class CardPass {
     if (!event.has1P || !hasPending1P_) {
       ++counts_.bad;
       TraceLogInfo("ReadOnlyQUORBs: Missing 1P card in 1P/2P card set.");
+      Report(LOAD_REPORT_NO_1P, event.line);
       return;
     }
     HandOverDueManeuvers();
     line1_.Assign(event.card1P);
     line2_.Assign(event.card);
-    Settle(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_);
+    Settle(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_, event.line);
   }
 
   // The maneuvers gathered so far belong to the vector loaded last.
@@ -94,17 +108,22 @@ class CardPass {
     }
   }
 
-  // Validates, keys and stores a card set read with the given status.
-  void Settle(int32_t status, const QuorbRecord& rec) {
+  // Validates, keys and stores a card set read with the given status; line
+  // is its 2P card's.
+  void Settle(int32_t status, const QuorbRecord& rec, int32_t line) {
     int64_t composedKey = -1;
     if (status == 0) status = ValidateAndKey(rec, composedKey);
     status_ = status;
     if (status != 0 || composedKey == -1) {
       ++counts_.bad;
+      Report(status != 0 ? LOAD_REPORT_REJECTED : LOAD_REPORT_NO_KEY, line);
       return;
     }
     bool linked = false;
     const int64_t key = AddValidQuorbToMem(rec, composedKey, &linked);
+    if (key <= 0) {
+      Report(key == 0 ? LOAD_REPORT_DUPLICATE : LOAD_REPORT_NOT_STORED, line);
+    }
     if (key == 0) {
       ++counts_.dup;
     } else if (key > 0) {
@@ -116,12 +135,18 @@ class CardPass {
     }
   }
 
+  void ReadVectorData(int32_t line) {
+    const LoadCounts before = counts_;
+    ReadZyrQuorbs(unit_, counts_);
+    status_ = 0;
+    if (report_ != nullptr) report_->KeyedVectorsRead(before, counts_, files_.unit, line);
+  }
+
   // Keyed control data for the satellite named by the top file.
-  void ReadCtrlData() {
-    if (const std::optional<int32_t> status =
-            AttachZyrCtrls(GetSatNumFrFilePath(topPath_), unit_)) {
-      status_ = *status;
-    }
+  void ReadCtrlData(int32_t line) {
+    const std::optional<int32_t> status = AttachZyrCtrls(GetSatNumFrFilePath(files_.top), unit_);
+    if (status) status_ = *status;
+    if (report_ != nullptr) report_->ControlsRead(status, files_.unit, line);
   }
 
   // The store's writer protocol keeps readers from copying the vector while
@@ -136,8 +161,9 @@ class CardPass {
     }
   }
 
-  std::string_view topPath_;
+  CardPassFiles files_;
   int32_t unit_;
+  LoadReport* report_ = LoadReport::Current();
   LoadCounts& counts_;
   int32_t status_ = 0;
   // The 1P card of the last card set read has not been used by a stored
@@ -185,8 +211,8 @@ bool ApplyReadAhead(CardEventReader& reader, const CardEventBatch& first, CardPa
 
 }  // namespace
 
-int32_t RunCardPass(std::string_view topPath, int32_t unit, LoadCounts& counts) {
-  CardPass pass(topPath, unit, counts);
+int32_t RunCardPass(CardPassFiles files, int32_t unit, LoadCounts& counts) {
+  CardPass pass(files, unit, counts);
   CardEventReader reader(UnitForReading(unit));
   auto batch = std::make_unique<CardEventBatch>();
   reader.Fill(*batch);

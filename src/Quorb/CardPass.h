@@ -14,12 +14,18 @@
 
 namespace quorb {
 
+struct CardPassFiles {
+  // The file named to the load: keyed control data take their satellite
+  // number from it.
+  std::string_view top;
+  // The file the unit reads, named in the load report.
+  std::string_view unit;
+};
+
 // Runs the pass over an open unit of the calling thread, adding to counts.
-// topPath is the path of the file named to the load (keyed control data
-// take their satellite number from it). Returns the status of the last card
-// set read (0, or 2 when it was rejected), or that of the keyed data that
-// end the unit.
-int32_t RunCardPass(std::string_view topPath, int32_t unit, LoadCounts& counts);
+// Returns the status of the last card set read (0, or 2 when it was
+// rejected), or that of the keyed data that end the unit.
+int32_t RunCardPass(CardPassFiles files, int32_t unit, LoadCounts& counts);
 
 }  // namespace quorb
 

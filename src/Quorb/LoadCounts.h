@@ -11,6 +11,8 @@ struct LoadCounts {
   int32_t loaded = 0;  // vectors that entered the store (or were answered with a stored key)
   int32_t dup = 0;     // duplicates the store refused
   int32_t bad = 0;     // card sets or keyed data rejected before reaching the store
+
+  int64_t total() const { return int64_t{loaded} + dup + bad; }
 };
 
 }  // namespace quorb

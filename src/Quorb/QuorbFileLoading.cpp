@@ -5,6 +5,7 @@
 
 #include "Quorb/CardFields.h"
 #include "Quorb/CardPass.h"
+#include "Quorb/LoadReport.h"
 #include "Quorb/QuorbCardReading.h"
 #include "Quorb/QuorbTree.h"
 #include "Quorb/QuorbZyrReading.h"
@@ -37,26 +38,37 @@ bool NamesIncludedFile(int32_t code) {
 // that decides whether the keyword pass goes on.
 int32_t LoadIncludedFile(int32_t code, std::string_view line, std::string_view topPath,
                          LoadCounts& counts) {
-  const Line name = GetInputFileName(line, topPath);
-  const int32_t opened = FileOpen(kIncludedFileUnit, View(name), kFileModeRead);
-  if (opened != 0) return opened;
+  const int32_t lineNumber = UnitLineNumber(kTopFileUnit);
+  const Line nameText = GetInputFileName(line, topPath);
+  const std::string_view name = TrimRight(View(nameText));
+  LoadReport* report = LoadReport::Current();
+  if (report != nullptr) report->Mark();
+  const int32_t opened = FileOpen(kIncludedFileUnit, name, kFileModeRead);
+  if (opened != 0) {
+    if (report != nullptr) report->Dropped(LOAD_REPORT_NOT_OPENED, topPath, lineNumber);
+    return opened;
+  }
   int32_t status = 0;
   if (code == kCardZyrVecFile) {
+    const LoadCounts before = counts;
     ReadZyrQuorbs(kIncludedFileUnit, counts);
+    if (report != nullptr) report->KeyedVectorsRead(before, counts, name, 0);
   } else if (code == kCardZyrCtrlFile) {
-    status = AttachZyrCtrls(GetSatNumFrFilePath(View(name)), kIncludedFileUnit).value_or(0);
+    const std::optional<int32_t> attached =
+        AttachZyrCtrls(GetSatNumFrFilePath(name), kIncludedFileUnit);
+    if (report != nullptr) report->ControlsRead(attached, name, 0);
+    status = attached.value_or(0);
   } else {
-    status = ReadOnlyQuorbs(topPath, kIncludedFileUnit, counts);
+    status = ReadOnlyQuorbs(topPath, name, kIncludedFileUnit, counts);
   }
   UnitClose(kIncludedFileUnit);
   return status;
 }
 
 void LogTotals(const LoadCounts& counts) {
-  const int64_t total = int64_t{counts.loaded} + counts.dup + counts.bad;
   TraceLogInfo(MessageText()
                    .Add("Total Quorbs = ")
-                   .AddInt(total)
+                   .AddInt(counts.total())
                    .Add(", Loaded = ")
                    .AddInt(counts.loaded)
                    .Add(", Dup = ")
@@ -83,7 +95,10 @@ int32_t QuorbLoadFileText(const Line& fileName) {
   }
   loadRunning = true;
   TraceLogInfo("QuorbLoadFile: Reading QUORBs from file \"" + std::string(trimmed) + "\".");
-  const int32_t status = ReadQuorbsFrFile(trimmed);
+  LoadReportScope report(trimmed);
+  LoadCounts counts;
+  const int32_t status = ReadQuorbsFrFile(trimmed, counts);
+  report.End(counts, status);
   loadRunning = false;
   return status;
 }
@@ -104,17 +119,22 @@ int32_t QuorbSaveFileText(const Line& fileName, int32_t saveMode) {
   return 2;
 }
 
-int32_t ReadQuorbsFrFile(std::string_view path) {
+int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts) {
+  LoadReport* report = LoadReport::Current();
+  if (report != nullptr) report->Mark();
   const int32_t opened = FileOpen(kTopFileUnit, path, kFileModeRead);
-  if (opened != 0) return opened;
-  const int32_t status = ReadQuorbsFrFileUnit(kTopFileUnit, path);
+  if (opened != 0) {
+    if (report != nullptr) report->Dropped(LOAD_REPORT_NOT_OPENED, path, 0);
+    return opened;
+  }
+  const int32_t status = ReadQuorbsFrFileUnit(kTopFileUnit, path, counts);
   UnitClose(kTopFileUnit);
   return status;
 }
 
-int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path) {
+int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& counts) {
   UnitRewind(unit);
-  LoadCounts counts;
+  counts = {};
   std::string_view line;
   while (UnitReadLine(unit, line)) {
     // Most lines are cards, comments or blanks; a glance at the first column
@@ -129,17 +149,18 @@ int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path) {
     }
   }
   UnitRewind(unit);
-  const int32_t status = ReadOnlyQuorbs(path, unit, counts);
+  const int32_t status = ReadOnlyQuorbs(path, path, unit, counts);
   LogTotals(counts);
   return status;
 }
 
-int32_t ReadOnlyQuorbs(std::string_view topPath, int32_t unit, LoadCounts& counts) {
+int32_t ReadOnlyQuorbs(std::string_view topPath, std::string_view unitPath, int32_t unit,
+                       LoadCounts& counts) {
   int32_t status = 0;
 #pragma omp critical(cs_readonlyquorbs)
   {
     AnnotateAcquire(&readOnlyQuorbsToken);
-    status = RunCardPass(topPath, unit, counts);
+    status = RunCardPass({topPath, unitPath}, unit, counts);
     AnnotateRelease(&readOnlyQuorbsToken);
   }
   return status;

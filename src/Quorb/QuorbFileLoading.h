@@ -40,21 +40,23 @@ int32_t QuorbLoadFileText(const Line& fileName);
 // "QuorbSaveFile: Cannot write file ..." when a line could not be written.
 int32_t QuorbSaveFileText(const Line& fileName, int32_t saveMode);
 
-// Opens path on unit 3, runs both passes over it and closes it.
-int32_t ReadQuorbsFrFile(std::string_view path);
+// Opens path on unit 3, runs both passes over it and closes it; counts are
+// the load's, also when it stops early.
+int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts);
 
 // The keyword pass and then the card pass over an open unit; path is the
 // file's name, beside which relative names on keyword lines are also looked
 // for. A keyword-named file that cannot be opened or whose pass ends with a
 // non-zero status stops the load at once, without the totals line.
-int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path);
+int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& counts);
 
 // One card pass over an open unit, adding to counts. topPath is the path of
 // the file named to the load, also when the unit holds an included file
-// (keyed control data take their satellite number from it). Returns the
-// status of the last card set read (0, or 2 when it was rejected), or that
-// of the keyed data that end the unit.
-int32_t ReadOnlyQuorbs(std::string_view topPath, int32_t unit, LoadCounts& counts);
+// (keyed control data take their satellite number from it); unitPath is the
+// unit's own. Returns the status of the last card set read (0, or 2 when it
+// was rejected), or that of the keyed data that end the unit.
+int32_t ReadOnlyQuorbs(std::string_view topPath, std::string_view unitPath, int32_t unit,
+                       LoadCounts& counts);
 
 // The satellite number written in the first five characters of the file
 // name in path (after the last '/' or '\'), or -1 when they are not one.

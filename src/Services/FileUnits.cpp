@@ -36,11 +36,48 @@ class Unit {
   ~Unit() { Close(); }
 
   bool forWriting() const { return forWriting_; }
+  int32_t lineNumber() const { return lineNumber_; }
 
   // The next line: its bytes before the newline, one carriage return before
   // the newline dropped, cut at kLineLength. The view points into the
   // buffer and stays valid until the next read, rewind or close.
   bool ReadLine(std::string_view& view) {
+    if (!ReadNextLine(view)) return false;
+    ++lineNumber_;
+    return true;
+  }
+
+  bool ReadLine(Line& line) {
+    std::string_view view;
+    if (!ReadLine(view)) return false;
+    SetLine(line, view);
+    return true;
+  }
+
+  void Rewind() {
+    ::lseek(fd_, 0, SEEK_SET);
+    begin_ = end_ = 0;
+    lineNumber_ = 0;
+    atEnd_ = false;
+    skipping_ = false;
+  }
+
+  bool WriteLine(std::string_view text) {
+    Append(text);
+    Append("\n");
+    return !failed_;
+  }
+
+  bool Close() {
+    if (fd_ < 0) return true;
+    if (forWriting_) Flush();
+    if (::close(fd_) != 0 && forWriting_) failed_ = true;
+    fd_ = -1;
+    return !failed_;
+  }
+
+ private:
+  bool ReadNextLine(std::string_view& view) {
     for (;;) {
       const char* start = buffer_.get() + begin_;
       const std::size_t pending = end_ - begin_;
@@ -73,35 +110,6 @@ class Unit {
     }
   }
 
-  bool ReadLine(Line& line) {
-    std::string_view view;
-    if (!ReadLine(view)) return false;
-    SetLine(line, view);
-    return true;
-  }
-
-  void Rewind() {
-    ::lseek(fd_, 0, SEEK_SET);
-    begin_ = end_ = 0;
-    atEnd_ = false;
-    skipping_ = false;
-  }
-
-  bool WriteLine(std::string_view text) {
-    Append(text);
-    Append("\n");
-    return !failed_;
-  }
-
-  bool Close() {
-    if (fd_ < 0) return true;
-    if (forWriting_) Flush();
-    if (::close(fd_) != 0 && forWriting_) failed_ = true;
-    fd_ = -1;
-    return !failed_;
-  }
-
- private:
   static std::string_view LineOf(const char* start, std::size_t length) {
     if (length > 0 && start[length - 1] == '\r') --length;
     return {start, std::min(length, kLineLength)};
@@ -164,6 +172,7 @@ class Unit {
   std::size_t end_ = 0;    // reading: end of the bytes read; writing: bytes pending
   bool atEnd_ = false;
   bool skipping_ = false;  // reading: the rest of an over-long line is skipped
+  int32_t lineNumber_ = 0; // reading: lines given out since the start
   bool failed_ = false;
 };
 
@@ -243,6 +252,15 @@ Unit* UnitForReading(int32_t unit) {
 
 bool UnitReadLine(Unit& unit, std::string_view& line) {
   return unit.ReadLine(line);
+}
+
+int32_t UnitLineNumber(const Unit& unit) {
+  return unit.lineNumber();
+}
+
+int32_t UnitLineNumber(int32_t unit) {
+  const Unit* u = FindUnit(unit);
+  return u != nullptr ? u->lineNumber() : 0;
 }
 
 void UnitRewind(int32_t unit) {

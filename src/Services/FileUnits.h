@@ -39,6 +39,11 @@ Unit* UnitForReading(int32_t unit);
 // UnitReadLine's view form, through that object.
 bool UnitReadLine(Unit& unit, std::string_view& line);
 
+// The number of the line read last from a unit, counted from 1 since it was
+// opened or rewound (0 before its first line or when it is not open).
+int32_t UnitLineNumber(const Unit& unit);
+int32_t UnitLineNumber(int32_t unit);
+
 // Puts a unit open for reading back at its first line.
 void UnitRewind(int32_t unit);
 

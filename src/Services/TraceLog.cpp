@@ -50,6 +50,8 @@ thread_local std::vector<HeldLogLine>* heldLines = nullptr;
 // Spans of TraceLogHoldBegin/End open on this thread, and the lines they held.
 thread_local int holdDepth = 0;
 thread_local std::vector<HeldLogLine> linesOnHold;
+// Set while a TraceLogTap of this thread lives.
+thread_local std::vector<std::string>* tapped = nullptr;
 
 std::string MakeLine(std::string_view msg) {
   std::string line(msg);
@@ -84,16 +86,25 @@ void PassToSink(Level level, const std::string& line) {
   }
 }
 
-void Deliver(Level level, std::string_view msg) {
-  if (heldLines != nullptr || holdDepth > 0) {
-    (heldLines != nullptr ? *heldLines : linesOnHold)
-        .push_back({level == kError, std::string(msg)});
-    return;
-  }
+void Send(Level level, std::string_view msg) {
   std::string line = MakeLine(msg);
   WriteToFile(line);
   PassToSink(level, line);
   lastLine[level] = std::move(line);
+}
+
+// A line is made here once, on the thread it belongs to, whenever it goes out.
+void Deliver(Level level, std::string_view msg) {
+  if (heldLines != nullptr) {  // made for the thread that delivers it later
+    heldLines->push_back({level == kError, std::string(msg)});
+    return;
+  }
+  if (tapped != nullptr) tapped->push_back(MakeLine(msg));
+  if (holdDepth > 0) {
+    linesOnHold.push_back({level == kError, std::string(msg)});
+    return;
+  }
+  Send(level, msg);
 }
 
 int32_t CopyLastLine(Level level, char* buf, int32_t bufLen) {
@@ -137,7 +148,15 @@ void TraceLogHoldEnd() {
   if (--holdDepth > 0 || linesOnHold.empty()) return;
   // Taken out first: the sink may hold new lines while these go out.
   const std::vector<HeldLogLine> lines = std::exchange(linesOnHold, {});
-  for (const HeldLogLine& line : lines) TraceLogDeliverHeld(line);
+  for (const HeldLogLine& line : lines) Send(line.error ? kError : kInfo, line.text);
+}
+
+TraceLogTap::TraceLogTap(std::vector<std::string>& into) : previous_(tapped) {
+  tapped = &into;
+}
+
+TraceLogTap::~TraceLogTap() {
+  tapped = previous_;
 }
 
 }  // namespace quorb

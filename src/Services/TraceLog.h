@@ -39,6 +39,21 @@ class TraceLogCapture {
 // Delivers a held message on the calling thread.
 void TraceLogDeliverHeld(const HeldLogLine& line);
 
+// While a tap lives, the calling thread's lines are also appended to its
+// list as they are made (held or not), so that a caller can tell what the
+// library said about a step. Lines made for another thread under a
+// TraceLogCapture reach the tap of the thread that delivers them.
+class TraceLogTap {
+ public:
+  explicit TraceLogTap(std::vector<std::string>& into);
+  ~TraceLogTap();
+  TraceLogTap(const TraceLogTap&) = delete;
+  TraceLogTap& operator=(const TraceLogTap&) = delete;
+
+ private:
+  std::vector<std::string>* previous_;
+};
+
 // Between these, the calling thread's lines are held back, and delivered in
 // order when the outermost span ends. The store brackets its reads and its
 // writer section with them, so that a sink may call back into the store.

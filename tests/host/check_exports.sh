@@ -11,6 +11,8 @@ DupKeyModeGet
 DupKeyModeSet
 ElsetKeyModeGet
 ElsetKeyModeSet
+LoadReportSetSink
+ManeuverCardGet
 QuorbAddSatFrArray
 QuorbAddSatFrArrayML
 QuorbAddSatFrFields

@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "quorb/quorb.h"
+#include "quorb/quorb_services.h"
 #include "support/HostFields.h"
 
 namespace quorb::test {
@@ -158,6 +159,30 @@ class LogCapture {
 
   mutable std::mutex mutex_;
   std::vector<std::pair<int32_t, std::string>> lines_;
+};
+
+// The calling thread's load reports, one line per entry: "file:line kind
+// message" for dropped lines, "end total/loaded/dup/bad status" at the end.
+class ReportCapture {
+ public:
+  ReportCapture() { LoadReportSetSink(&Collect, this); }
+  ~ReportCapture() { LoadReportSetSink(nullptr, nullptr); }
+  std::vector<std::string> entries;
+
+ private:
+  static void Collect(const LoadReportEntry* e, void* user) {
+    static const char* const kKinds[] = {"end",   "rejected",   "no-1P",    "no-2P",
+                                         "no-key", "duplicate", "not-stored", "unrecognised",
+                                         "not-opened", "keyed-unused", "maneuver-dropped"};
+    const std::string file = std::filesystem::path(std::string(e->file, e->fileLen)).filename();
+    std::string text = e->kind == LOAD_REPORT_END
+                           ? "end " + std::to_string(e->total) + "/" + std::to_string(e->loaded) +
+                                 "/" + std::to_string(e->dup) + "/" + std::to_string(e->bad) +
+                                 " " + std::to_string(e->status)
+                           : file + ":" + std::to_string(e->line) + " " + kKinds[e->kind];
+    if (e->message != nullptr) text += " " + std::string(e->message, e->messageLen);
+    static_cast<ReportCapture*>(user)->entries.push_back(text);
+  }
 };
 
 class StoreTest : public ::testing::Test, public LogCapture {

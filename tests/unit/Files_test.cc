@@ -134,6 +134,48 @@ TEST_F(Files, IncludedFiles) {
   EXPECT_EQ(Stored(4, 10).satNum, -123);
 }
 
+// Every line that does not become a vector is reported where it is, with the
+// library's reason when it gives one.
+TEST_F(Files, ReportNamesEveryLineThatAddedNoVector) {
+  std::string noKey = Card2P(3, 10).replace(14, 17, "  NOT AN EPOCH   ");
+  std::string maneuvers;
+  for (int i = 0; i <= 100; ++i) maneuvers += ManeuverCard(i) + "\n";
+  WriteFile("sub.txt", Card2P(5, 10) + "\n");
+  WriteFile("keyed.txt", "pos_vel_eci_satellite_number = 7\n");
+  WriteFile("99999.ctl", "integrator_step_mode = 1\n");
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
+      {"* comment\n" + Card2P(1, 10) + "\n" + k1P + "\nOTHER = 7\n" + Rejected(2, 10) +
+           Card2P(2, 10) + "\n" + CardSet(2, 10) + k1P + "\n" + noKey + "\n" + k1P + "\n" +
+           Card2P(4, 10).substr(0, 40) + "\n",
+       {"top.txt:2 no-1P " + std::string(kMissing1P), "top.txt:3 no-2P", "top.txt:4 unrecognised",
+        "top.txt:6 rejected " + kRejectedCoordSys,
+        "top.txt:9 duplicate AddRecToMem: Duplicated record/key 4611686029384984896 found.",
+        "top.txt:11 no-key", "top.txt:12 no-2P", "top.txt:13 unrecognised", "end 5/1/1/3 0"}},
+      {CardSet(1, 10) + maneuvers, {"top.txt:103 maneuver-dropped Warning-ReadOnlyQUORBs: More than "
+                                    "100 maneuver cards; the rest are ignored.",
+                                    "end 1/1/0/0 0"}},
+      {"VECFIL = sub.txt\nZYRVECFILE = keyed.txt\nZYRCTRLFILE = 99999.ctl\nELTFIL = none.txt\n",
+       {"sub.txt:1 no-1P " + std::string(kMissing1P), "keyed.txt:0 keyed-unused",
+        "99999.ctl:0 keyed-unused",
+        "top.txt:4 not-opened FileOpen: Cannot open file \"none.txt\".",
+        "end 2/0/0/2 2"}},
+      {CardSet(1, 10) + "RUN_OPTION_DC_ONLY\n", {"top.txt:3 keyed-unused", "end 1/1/0/0 0"}},
+      {"POS_VEL_ECI_STATE\npos_vel_eci_satellite_number = 7\n",
+       {"top.txt:1 keyed-unused", "end 1/0/0/1 0"}}};
+  for (const auto& [content, expected] : cases) {
+    test::ResetStoreAndModes();
+    test::ReportCapture report;
+    EXPECT_EQ(Load(WriteFile("top.txt", content)), expected.back().back() - '0');
+    EXPECT_EQ(report.entries, expected) << content;
+  }
+  test::ReportCapture report;
+  EXPECT_EQ(Load((dir_ / "gone.txt").string()), 2);
+  EXPECT_EQ(report.entries, (std::vector<std::string>{
+                                "gone.txt:0 not-opened FileOpen: Cannot open file \"" +
+                                    (dir_ / "gone.txt").string() + "\".",
+                                "end 0/0/0/0 2"}));
+}
+
 // Each open file takes a descriptor; a load gives back every one it took.
 TEST_F(Files, ALoadLeavesNoFileOpen) {
   const auto openFiles = [] {

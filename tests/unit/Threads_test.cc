@@ -286,5 +286,33 @@ TEST_F(CardPassThreads, LastSetRejectedAfterManyBatchesGivesStatusTwo) {
   EXPECT_EQ(test::LastError(), rejected);
 }
 
+// Loads on several threads at once, each long enough to be read ahead, each
+// report only their own dropped lines.
+TEST_F(CardPassThreads, EachThreadReceivesTheReportOfItsOwnLoads) {
+  std::vector<std::string> paths;
+  for (int t = 0; t < kThreads; ++t) {
+    std::string content;
+    for (int i = 0; i < kReadAheadSets; ++i) content += CardSet(t * kSatsPerThread + i + 1, 10);
+    paths.push_back(WriteFile(std::to_string(t) + ".txt", content + "LINE OF THREAD\n"));
+  }
+  std::vector<std::vector<std::string>> reports(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      test::ReportCapture report;
+      Load(paths[t]);
+      reports[t] = report.entries;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const std::string end = "end " + std::to_string(kReadAheadSets) + "/" +
+                          std::to_string(kReadAheadSets) + "/0/0 0";
+  for (int t = 0; t < kThreads; ++t) {
+    const std::string dropped =
+        std::to_string(t) + ".txt:" + std::to_string(2 * kReadAheadSets + 1) + " unrecognised";
+    EXPECT_EQ(reports[t], (std::vector<std::string>{dropped, end}));
+  }
+}
+
 }  // namespace
 }  // namespace quorb

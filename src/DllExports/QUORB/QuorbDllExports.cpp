@@ -455,6 +455,17 @@ int32_t QuorbGetLines(int64_t satKey, char line1[512], char line2[512]) {
   return 0;
 }
 
+int32_t ManeuverCardGet(int64_t satKey, int32_t index, char card[512]) {
+  int32_t count = -1;
+  Line text;
+  const bool found = QuorbReadRec(satKey, [&](const QuorbRecord& rec) {
+    count = rec.maneuvCards ? rec.numManeuvCards : 0;
+    if (index >= 1 && index <= count) text = (*rec.maneuvCards)[index - 1];
+  });
+  if (found && card != nullptr && index >= 1 && index <= count) TextOut(card, text);
+  return count;
+}
+
 int32_t QuorbParse(const char line1[512], const char line2[512], double pos[3], double vel[3],
                    char* secClass, int32_t* satNum, char intlDesig[8], char epochDtg[17],
                    int32_t* revNum, int32_t* elsetNum, double* bTerm, double* agom,
