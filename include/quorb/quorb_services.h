@@ -103,7 +103,7 @@ typedef struct LoadReportEntry {
   const char* file;    /* the file the line is in (not NUL-terminated) */
   int32_t fileLen;
   int32_t line;        /* the line's number from 1; 0 for a whole file */
-  const char* message; /* the library's message about the line, or NULL */
+  const char* message; /* the library's last message about the line, or NULL */
   int32_t messageLen;
   /* LOAD_REPORT_END only: the counts of the load's totals line and the
    * status QuorbLoadFile returns. */

@@ -38,8 +38,8 @@ LoadReport* LoadReport::Current() {
 void LoadReport::Dropped(LoadReportKind kind, std::string_view file, int32_t line) {
   LoadReportEntry entry = EntryFor(kind, file, line);
   if (!made_.empty()) {
-    entry.message = made_.front().data();
-    entry.messageLen = LengthOf(made_.front());
+    entry.message = made_.back().data();
+    entry.messageLen = LengthOf(made_.back());
   }
   sink_(&entry, user_);
 }

@@ -23,8 +23,8 @@ class LoadReport {
   // its host asked for none.
   static LoadReport* Current();
 
-  // The step that may drop a line begins: the reason for a drop is the first
-  // line the library makes from here on.
+  // The step that may drop a line begins: the reason for a drop is the last
+  // line the library made from here on (lines before it echo the input).
   void Mark() { made_.clear(); }
 
   // Reports a line of file (0 for the whole file) that did not become a vector.
