@@ -5,13 +5,33 @@
 #include <vector>
 
 #include "FuzzSupport.h"
+#include "quorb/quorb_services.h"
 
 static std::filesystem::path tempDir;
 
+// The load report of one load: its end entry comes last, once, with the counts.
+struct Report {
+  int entries = 0;
+  bool ended = false;
+  LoadReportEntry end{};
+};
+
+static void OnEntry(const LoadReportEntry* entry, void* user) {
+  auto* report = static_cast<Report*>(user);
+  FUZZ_CHECK(!report->ended && entry->file != nullptr && entry->line >= 0);
+  ++report->entries;
+  if (entry->kind == LOAD_REPORT_END) report->ended = true, report->end = *entry;
+}
+
 // Loads a file, reads back its first vectors (more add time, not paths), saves if asked, empties.
 static void CheckLoad(const std::string& file, const std::string& saveAs) {
+  Report report;
+  LoadReportSetSink(OnEntry, &report);
   const int32_t status = QuorbLoadFile(ToHostLine(file).data());
+  LoadReportSetSink(nullptr, nullptr);
   FUZZ_CHECK(status == 0 || status == 2);
+  FUZZ_CHECK(report.ended && report.end.status == status && report.end.loaded == QuorbGetCount());
+  FUZZ_CHECK(report.end.total == int64_t{report.end.loaded} + report.end.dup + report.end.bad);
   std::vector<int64_t> keys(QuorbGetCount());
   QuorbGetLoaded(2, keys.data());  // in load order
   char line1[kLineLength], line2[kLineLength], xs[kLineLength];
