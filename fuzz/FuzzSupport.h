@@ -19,8 +19,7 @@
        : (std::fprintf(stderr, "%s:%d: property failed: %s\n", __FILE__, __LINE__, #condition), \
           std::abort()))
 
-constexpr int kArraySize = 155;           // doubles of the array form
-constexpr std::size_t kLineLength = 512;  // bytes of a host text array
+constexpr std::size_t kLineLength = QUORB_LINE_LENGTH;
 
 // Cut to a host text array and zero-filled, so that a shorter text is a C string.
 using HostLine = std::array<char, kLineLength>;

@@ -16,15 +16,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ElsetKeyModeSet(1);  // a direct-address key needs no epoch: every valid array is stored
   auto [text, changes] = SplitAt('\n', data, size);
   const HostLine xs = ToHostLine(text);
-  std::array<double, kArraySize> xa{25544, 27517.5, 12345, 999, 0.012, 0.02, 0.0, 2}, out;
+  std::array<double, QUORB_XA_SIZE> xa{25544, 27517.5, 12345, 999, 0.012, 0.02, 0.0, 2}, out;
   std::fill(xa.begin() + 8, xa.end(), kUntouched);
   const double state[] = {6524.8346, -1876.221, 253.0097, 1983.2456, 6812.7001, -3456.1234};
   std::copy(std::begin(state), std::end(state), xa.begin() + 20);
   for (int i = kControlsFlag; i <= 88; ++i) xa[i] = i - kControlsFlag + 1;
-  for (int i = kCovariance; i < kArraySize; ++i) xa[i] = (i - kCovariance + 1) * 1e-3;
+  for (int i = kCovariance; i < QUORB_XA_SIZE; ++i) xa[i] = (i - kCovariance + 1) * 1e-3;
   for (std::size_t length = 0; changes.size() > 2; changes.remove_prefix(2 + length)) {
     const auto byte = [&bytes = changes](int i) { return static_cast<uint8_t>(bytes[i]); };
-    double& value = xa[byte(0) % kArraySize];
+    double& value = xa[byte(0) % QUORB_XA_SIZE];
     const int kind = byte(1) % 3;
     length = kind == 0 ? sizeof(double) : kind;  // kind 2 is an int16_t
     if (changes.size() < 2 + length) break;
@@ -49,8 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // flag, a covariance only when not all zero, and unnamed positions untouched.
   const bool withControls = std::trunc(xa[kControlsFlag]) == 1.0;
   double sum = 0.0;
-  for (int i = kCovariance; i < kArraySize; ++i) sum += std::fabs(xa[i]);
-  for (int i = 0; i < kArraySize; ++i) {
+  for (int i = kCovariance; i < QUORB_XA_SIZE; ++i) sum += std::fabs(xa[i]);
+  for (int i = 0; i < QUORB_XA_SIZE; ++i) {
     const bool control = withControls && i > kControlsFlag && i != 83 && (i <= 88 || i >= 100);
     if (i == 0 || i == 2 || i == 3 || (control && i < 87)) {
       FUZZ_CHECK(out[i] == Truncated(xa[i], INT32_MIN));

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto [first, second] = SplitAt('\n', data, size);
   const HostLine line1 = ToHostLine(first), line2 = ToHostLine(second);
   const HostFields parsed = quorb::testing::Parse(line1.data(), line2.data());
-  double xa[kArraySize];
+  double xa[QUORB_XA_SIZE];
   char xs[kLineLength], out1[kLineLength], out2[kLineLength];
   FUZZ_CHECK(QuorbLinesToArray(line1.data(), line2.data(), xa, xs) == parsed.status);
   if (parsed.status == 0) {  // the array form holds what the fields hold

@@ -35,7 +35,7 @@ static void CheckLoad(const std::string& file, const std::string& saveAs) {
   std::vector<int64_t> keys(QuorbGetCount());
   QuorbGetLoaded(2, keys.data());  // in load order
   char line1[kLineLength], line2[kLineLength], xs[kLineLength];
-  double xa[kArraySize];
+  double xa[QUORB_XA_SIZE];
   for (std::size_t i = 0; i < std::min<std::size_t>(keys.size(), 32); ++i)
     FUZZ_CHECK(QuorbGetLines(keys[i], line1, line2) == 0 && QuorbDataToArray(keys[i], xa, xs) == 0);
   if (!saveAs.empty()) FUZZ_CHECK(QuorbSaveFile(ToHostLine(saveAs).data(), 0) == 0);

@@ -8,9 +8,11 @@
 #include <string>
 #include <string_view>
 
+#include "quorb/quorb.h"
+
 namespace quorb_cli {
 
-inline constexpr std::size_t kLineLength = 512;  // the library's in-string and line length
+inline constexpr std::size_t kLineLength = QUORB_LINE_LENGTH;
 
 // A host in-string: the text in a zero-filled array of N bytes, so that the
 // library reads it up to the first zero byte. Longer texts are cut at N.

@@ -17,10 +17,6 @@
 namespace quorb_cli {
 namespace {
 
-constexpr std::size_t kArraySize = 155;
-constexpr std::size_t kControlsPos = 71;
-constexpr std::size_t kCovarianceFirst = 100;
-
 struct StoredVector {
   int64_t key = 0;
   int32_t satNum = 0;
@@ -43,12 +39,12 @@ struct StoredVector {
 // The array form writes the controls, and the covariance after them, only
 // when the vector has controls: positions left untouched show what it lacks.
 void ReadExtras(StoredVector& v) {
-  std::array<double, kArraySize> xa;
+  std::array<double, QUORB_XA_SIZE> xa;
   xa.fill(std::numeric_limits<double>::quiet_NaN());
   char xs[kLineLength];
-  if (QuorbDataToArray(v.key, xa.data(), xs) == 0 && !std::isnan(xa[kControlsPos])) {
+  if (QuorbDataToArray(v.key, xa.data(), xs) == 0 && !std::isnan(xa[QUORB_XA_CONTROLS])) {
     v.hasControls = true;
-    v.hasCovariance = std::any_of(xa.begin() + kCovarianceFirst, xa.end(),
+    v.hasCovariance = std::any_of(xa.begin() + QUORB_XA_COVARIANCE, xa.end(),
                                   [](double value) { return !std::isnan(value); });
   }
   v.maneuverCards = std::max(ManeuverCardGet(v.key, 0, nullptr), 0);
@@ -57,7 +53,7 @@ void ReadExtras(StoredVector& v) {
 std::optional<StoredVector> ReadVector(int64_t key) {
   StoredVector v;
   v.key = key;
-  char intlDesig[8], epoch[17], coordSys[5];
+  char intlDesig[QUORB_INTL_DESIG_LENGTH], epoch[QUORB_EPOCH_LENGTH], coordSys[QUORB_COORD_SYS_LENGTH];
   if (QuorbGetAllFields(key, v.pos, v.vel, &v.secClass, &v.satNum, intlDesig, epoch, &v.revNum,
                         &v.elsetNum, &v.bTerm, &v.agom, &v.inTrackThrust, coordSys) != 0) {
     return std::nullopt;
@@ -95,7 +91,7 @@ void PrintTableHeader(std::ostream& out) {
 }
 
 void PrintTableRow(std::ostream& out, const StoredVector& v) {
-  char text[512];
+  char text[QUORB_LINE_LENGTH];
   std::snprintf(
       text, sizeof text,
       "%19lld %9d %-8s %-17s %12.4f %12.4f %12.4f %12.4f %12.4f %12.4f %10.6g %10.6g %-5s %s\n",

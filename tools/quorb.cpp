@@ -29,7 +29,6 @@ constexpr int kDropped = 1;     // a load failed, or check found a line that add
 constexpr int kCannotRun = 2;   // a file could not be opened, or the arguments are wrong
 
 constexpr int32_t kErrorLevel = 1;
-constexpr std::size_t kInfoLength = 128;
 
 // ---- The library's reports ----------------------------------------------------
 
@@ -218,14 +217,14 @@ int RunConvert(const std::string& inFile, const std::string& outFile) {
   return kSuccess;
 }
 
-// Paths longer than the library's 512-byte path arrays cannot be passed whole.
+// Paths longer than the library's path arrays cannot be passed whole.
 std::string FitsPathArray(const std::string& path) {
   if (path.size() <= kLineLength) return {};
   return "path longer than " + std::to_string(kLineLength) + " characters";
 }
 
 std::string VersionText() {
-  char info[kInfoLength];
+  char info[QUORB_INFO_LENGTH];
   QuorbGetInfo(info);
   return "quorb " QUORB_VERSION "\n" + OutText(info, sizeof info);
 }

@@ -30,6 +30,72 @@
 extern "C" {
 #endif
 
+/* ---- Names of the numbers hosts pass and receive ------------------------- */
+
+/* Key results other than a key. */
+enum QuorbKeyResult {
+  QUORB_KEY_DUPLICATE = 0, /* a duplicate the store refused */
+  QUORB_KEY_NONE = -1      /* invalid input, or no key could be made or found */
+};
+
+/* Sizes of the texts that cross the interface, in bytes. */
+enum QuorbTextSize {
+  QUORB_LINE_LENGTH = 512, /* card lines, file names, field values, array texts */
+  QUORB_INFO_LENGTH = 128,
+  QUORB_EPOCH_LENGTH = 17,
+  QUORB_KEY_EPOCH_LENGTH = 20, /* the epoch of QuorbFieldsToSatKey */
+  QUORB_INTL_DESIG_LENGTH = 8,
+  QUORB_COORD_SYS_LENGTH = 5
+};
+
+/* Key orders of QuorbGetLoaded; any value above these gives ascending key. */
+enum QuorbKeyOrder {
+  QUORB_ORDER_SAT_NUM_EPOCH = 0,
+  QUORB_ORDER_SAT_NUM_EPOCH_REVERSED = 1,
+  QUORB_ORDER_LOAD = 2,
+  QUORB_ORDER_KEY = 3
+};
+
+/* Field indices of QuorbGetField and QuorbSetField; 8 names no field. */
+enum QuorbFieldIndex {
+  QUORB_FIELD_POS_X = 1,
+  QUORB_FIELD_POS_Y = 2,
+  QUORB_FIELD_POS_Z = 3,
+  QUORB_FIELD_VEL_X = 4,
+  QUORB_FIELD_VEL_Y = 5,
+  QUORB_FIELD_VEL_Z = 6,
+  QUORB_FIELD_SEC_CLASS = 7,
+  QUORB_FIELD_SAT_NUM = 9,
+  QUORB_FIELD_INTL_DESIG = 10,
+  QUORB_FIELD_EPOCH = 11,
+  QUORB_FIELD_REV_NUM = 12,
+  QUORB_FIELD_ELSET_NUM = 13,
+  QUORB_FIELD_B_TERM = 14,
+  QUORB_FIELD_AGOM = 15,
+  QUORB_FIELD_IN_TRACK_THRUST = 16,
+  QUORB_FIELD_COORD_SYS = 17
+};
+
+/* Positions of the array form (xa[position]); the array holds
+ * QUORB_XA_SIZE doubles and the library touches only these. */
+enum QuorbArrayPosition {
+  QUORB_XA_SAT_NUM = 0,
+  QUORB_XA_EPOCH = 1, /* days since 1950 UTC */
+  QUORB_XA_REV_NUM = 2,
+  QUORB_XA_ELSET_NUM = 3,
+  QUORB_XA_B_TERM = 4,
+  QUORB_XA_AGOM = 5,
+  QUORB_XA_IN_TRACK_THRUST = 6,
+  QUORB_XA_COORD_SYS = 7,       /* 1 true-of-date, 2 mean-of-epoch, 0 blank */
+  QUORB_XA_POS = 20,            /* x, y, z */
+  QUORB_XA_VEL = 23,            /* x, y, z */
+  QUORB_XA_CONTROLS_FLAG = 70,  /* 1: the controls and covariance are read */
+  QUORB_XA_CONTROLS = 71,       /* 71 to 82: the first group of controls */
+  QUORB_XA_CONTROLS_MORE = 84,  /* 84 to 88: the second group */
+  QUORB_XA_COVARIANCE = 100,    /* 100 to 154: the 55 covariance values */
+  QUORB_XA_SIZE = 155
+};
+
 /* ---- Library and store ------------------------------------------------- */
 
 /* Does nothing; the library needs no initialisation. Returns 0. */

@@ -20,6 +20,9 @@
 extern "C" {
 #endif
 
+/* Status results of both headers' functions. */
+enum QuorbStatus { QUORB_OK = 0, QUORB_FAILED = 2 };
+
 /* ---- Key modes --------------------------------------------------------
  * A new vector gets a composed key (mode 0: made from its satellite number
  * and epoch) or a direct-address key (mode 1: ten times the address of the

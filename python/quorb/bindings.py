@@ -9,15 +9,17 @@ from ctypes import POINTER, c_char, c_char_p, c_double, c_int32, c_int64, c_void
 from pathlib import Path
 from typing import Callable
 
+from .names import TextSize
+
 LIBRARY_VARIABLE = "QUORB_LIBRARY"
 SONAME = "libquorb.so.1"
 
-LINE_LENGTH = 512  # card lines, file names, field texts, the array form's text
-INFO_LENGTH = 128
-INTL_DESIG_LENGTH = 8
-EPOCH_LENGTH = 17
-KEY_EPOCH_LENGTH = 20
-COORD_SYS_LENGTH = 5
+LINE_LENGTH = TextSize.LINE_LENGTH  # card lines, file names, field texts, the array text
+INFO_LENGTH = TextSize.INFO_LENGTH
+INTL_DESIG_LENGTH = TextSize.INTL_DESIG_LENGTH
+EPOCH_LENGTH = TextSize.EPOCH_LENGTH
+KEY_EPOCH_LENGTH = TextSize.KEY_EPOCH_LENGTH
+COORD_SYS_LENGTH = TextSize.COORD_SYS_LENGTH
 
 TraceLogSink = ctypes.CFUNCTYPE(None, c_int32, POINTER(c_char), c_int32, c_void_p)
 

@@ -5,43 +5,14 @@ import ctypes
 import dataclasses
 import math
 from dataclasses import dataclass
-from enum import IntEnum
 
 from . import bindings
 from .epochs import ds50_to_epoch, epoch_to_ds50
+from .names import ArrayPosition as _At
+from .names import Field, Order  # noqa: F401 (part of this module's interface)
 
-ARRAY_LENGTH = 155
-COVARIANCE_LENGTH = 55
-
-
-class Field(IntEnum):
-    """Field indices of get_field and set_field."""
-
-    POS_X = 1
-    POS_Y = 2
-    POS_Z = 3
-    VEL_X = 4
-    VEL_Y = 5
-    VEL_Z = 6
-    SEC_CLASS = 7
-    SAT_NUM = 9
-    INTL_DESIG = 10
-    EPOCH = 11
-    REV_NUM = 12
-    ELSET_NUM = 13
-    B_TERM = 14
-    AGOM = 15
-    IN_TRACK_THRUST = 16
-    COORD_SYS = 17
-
-
-class Order(IntEnum):
-    """Orders of get_loaded."""
-
-    SAT_NUM_EPOCH = 0
-    SAT_NUM_EPOCH_REVERSED = 1
-    LOAD = 2
-    KEY = 3
+ARRAY_LENGTH = int(_At.SIZE)
+COVARIANCE_LENGTH = ARRAY_LENGTH - _At.COVARIANCE
 
 
 @dataclass
@@ -90,10 +61,11 @@ class StateVector:
     covariance: tuple[float, ...] | None = None
 
 
-_CONTROLS_FLAG = 70
-_CONTROL_POSITIONS = (*range(71, 83), *range(84, 89))
-_COVARIANCE_START = 100
-_POS, _VEL = 20, 23
+_CONTROLS_FLAG = _At.CONTROLS_FLAG
+_CONTROL_POSITIONS = (*range(_At.CONTROLS, _At.CONTROLS + 12),  # the two groups of controls
+                      *range(_At.CONTROLS_MORE, _At.CONTROLS_MORE + 5))
+_COVARIANCE_START = _At.COVARIANCE
+_POS, _VEL = _At.POS, _At.VEL
 _COORD_SYS_CODES = {"TMDAT": 1, "TMEPO": 1, "MMB50": 2, "MMJ2K": 2, "": 0}
 _COORD_SYS_OF_CODE = {1.0: "TMDAT", 2.0: "MMJ2K"}
 
@@ -112,7 +84,7 @@ def to_array(vector: StateVector) -> tuple[ctypes.Array, ctypes.Array]:
     if vector.covariance is not None and vector.controls is None:
         raise ValueError("a covariance travels in the array form only with controls")
     xa = (ctypes.c_double * ARRAY_LENGTH)()
-    xa[0:8] = [vector.sat_num, epoch_to_ds50(vector.epoch), vector.rev_num, vector.elset_num,
+    xa[_At.SAT_NUM:_At.COORD_SYS + 1] = [vector.sat_num, epoch_to_ds50(vector.epoch), vector.rev_num, vector.elset_num,
                vector.b_term, vector.agom, vector.in_track_thrust, code]
     xa[_POS:_POS + 3] = list(vector.pos)
     xa[_VEL:_VEL + 3] = list(vector.vel)
@@ -140,7 +112,9 @@ def from_array(xa: ctypes.Array, xs: ctypes.Array) -> StateVector:
         covariance = tuple(xa[_COVARIANCE_START:ARRAY_LENGTH])
     return StateVector(
         pos=tuple(xa[_POS:_POS + 3]), vel=tuple(xa[_VEL:_VEL + 3]), sec_class=text[0],
-        sat_num=int(xa[0]), intl_desig=text[1:9].rstrip(), epoch=ds50_to_epoch(xa[1]),
-        rev_num=int(xa[2]), elset_num=int(xa[3]), b_term=xa[4], agom=xa[5],
-        in_track_thrust=xa[6], coord_sys=_COORD_SYS_OF_CODE.get(xa[7], ""),
+        sat_num=int(xa[_At.SAT_NUM]), intl_desig=text[1:9].rstrip(),
+        epoch=ds50_to_epoch(xa[_At.EPOCH]), rev_num=int(xa[_At.REV_NUM]),
+        elset_num=int(xa[_At.ELSET_NUM]), b_term=xa[_At.B_TERM], agom=xa[_At.AGOM],
+        in_track_thrust=xa[_At.IN_TRACK_THRUST],
+        coord_sys=_COORD_SYS_OF_CODE.get(xa[_At.COORD_SYS], ""),
         controls=controls, covariance=covariance)

@@ -33,6 +33,14 @@ class QuorbTest(StoreTestCase):
         self.assertEqual({name: len(getattr(bindings.lib, name).argtypes)
                           for name in bindings.PROTOTYPES}, declared)
 
+    def test_every_named_number_is_the_headers(self) -> None:
+        text = "".join(path.read_text() for path in HEADERS)
+        declared = {name: int(value) for name, value in
+                    re.findall(r"\b((?:QUORB|LOAD_REPORT)_\w+) = (-?\d+)", text)}
+        self.assertEqual({prefix + member.name: int(member)
+                          for prefix, names in quorb.names.HEADER_PREFIXES for member in names},
+                         declared)
+
     def test_vectors_read_back_as_stored_by_fields_and_arrays(self) -> None:
         both = replace(PLAIN, controls=CONTROLS, covariance=COVARIANCE)
         # Call, its vector, what data_to_array then gives; TMEPO has TMDAT's code, MMB50 MMJ2K's.

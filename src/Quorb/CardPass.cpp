@@ -13,6 +13,7 @@
 #include "Quorb/QuorbZyrReading.h"
 #include "Services/BatchQueue.h"
 #include "Services/TraceLog.h"
+#include "quorb/quorb_services.h"
 
 namespace quorb {
 namespace {
@@ -156,7 +157,7 @@ class CardPass {
   }
 
   void Finish(bool onlyIfLoadedSince) {
-    if (status_ != 2 && lastKey_ && !maneuvers_.empty() && (loadedSince_ || !onlyIfLoadedSince)) {
+    if (status_ != QUORB_FAILED && lastKey_ && !maneuvers_.empty() && (loadedSince_ || !onlyIfLoadedSince)) {
       HandOverManeuvers();
     }
   }

@@ -12,6 +12,7 @@
 #include "Services/CharClasses.h"
 #include "Services/StringUtils.h"
 #include "Services/TraceLog.h"
+#include "quorb/quorb_services.h"
 
 namespace quorb {
 
@@ -220,11 +221,11 @@ int32_t ReadCardSetFields(const Line& line1, const Line& line2, QuorbRecord& rec
   FreeQuorbRecord(rec);
   if (QuorbCardType(View(line1)) != kCard1P) {
     TraceLogError("Lines2Quorb: Invalid 1P card set.");
-    return 2;
+    return QUORB_FAILED;
   }
   if (QuorbCardType(View(line2)) != kCard2P) {
     TraceLogError("Lines2Quorb: Invalid 2P card set.");
-    return 2;
+    return QUORB_FAILED;
   }
   return ReadCardFields(line1, line2, rec);
 }
@@ -235,16 +236,16 @@ int32_t ReadCardFields(const Line& line1, const Line& line2, QuorbRecord& rec) {
   if (!IsClassifyLevel(level)) {
     LogJoined({"Lines2Quorb: Line1 = '", View(line1), "'."});
     LogJoined({"Lines2Quorb: Unknown Quorb's classify level '", {&level, 1}, "'."});
-    return 2;
+    return QUORB_FAILED;
   }
   rec.secClass = level;
   if (!Read1P(line1, rec)) {
     LogJoined({"Lines2Quorb: Error reading 1P: ", View(line1)});
-    return 2;
+    return QUORB_FAILED;
   }
   if (!Read2P(line2, rec)) {
     LogJoined({"Lines2Quorb: Error reading 2P: ", View(line2)});
-    return 2;
+    return QUORB_FAILED;
   }
   rec.satNum = Alpha5ToNum(Field(line2, k2PSatNum));
   return 0;

@@ -91,7 +91,7 @@ int32_t QuorbLoadFileText(const Line& fileName) {
   if (loadRunning) {
     TraceLogError("QuorbLoadFile: Cannot load \"" + std::string(trimmed) +
                   "\" while this thread loads another file.");
-    return 2;
+    return QUORB_FAILED;
   }
   loadRunning = true;
   TraceLogInfo("QuorbLoadFile: Reading QUORBs from file \"" + std::string(trimmed) + "\".");
@@ -116,7 +116,7 @@ int32_t QuorbSaveFileText(const Line& fileName, int32_t saveMode) {
   written &= UnitClose(kSaveFileUnit);
   if (written) return 0;
   TraceLogError("QuorbSaveFile: Cannot write file \"" + std::string(TrimRight(View(path))) + "\".");
-  return 2;
+  return QUORB_FAILED;
 }
 
 int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts) {

@@ -152,11 +152,11 @@ int32_t RemoveDmaLocked(int64_t key) {
   DmaHolder* holder = KeyToCPtr(key);
   if (!HolderValidFor(holder, key)) {
     TraceLogError("RemoveDMA: /DMA doesn't exist or was already deallocated");
-    return 2;
+    return QUORB_FAILED;
   }
   if (!QuorbElsetType(holder->elsetType)) {
     TraceLogError("RemoveDMA: This DMA object isn't a correct object.");
-    return 2;
+    return QUORB_FAILED;
   }
   std::lock_guard lock(HolderLock(holder));
   delete std::exchange(holder->rec, nullptr);
@@ -208,7 +208,7 @@ void GetTreeCombKeys(const QuorbBinTree* node, int32_t& count, int64_t* keys, ch
 void SortedTreeKeys(int32_t& count, int64_t* keys, int32_t order) {
   std::vector<char> texts(static_cast<std::size_t>(count) * kSortTextLength, ' ');
   count = 0;
-  if (order == kOrderByLoad) {
+  if (order == QUORB_ORDER_LOAD) {
     GetTreeCombKeys(
         quorbTreeRoot, count, keys, texts.data(),
         [](const QuorbBinTree& node, char* text) { WriteSeqNumText(text, node.seqNum); });
@@ -222,7 +222,7 @@ void SortedTreeKeys(int32_t& count, int64_t* keys, int32_t order) {
                     });
   }
   QuickSortIterative(count, texts.data(), keys);
-  if (order == kOrderBySatEpochDesc) std::reverse(keys, keys + count);
+  if (order == QUORB_ORDER_SAT_NUM_EPOCH_REVERSED) std::reverse(keys, keys + count);
 }
 
 }  // namespace
@@ -354,14 +354,14 @@ bool QuorbReadRec(int64_t key, const RecordReader& read, FindMessage* msg) {
 int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
   if (IsDMA(key) && key <= 0) {
     TraceLogError("UpdateRec: Invalid DMA key (<=0).");
-    return 2;
+    return QUORB_FAILED;
   }
   // The copy is made before taking write access, to keep the section short.
   auto replacement = std::make_unique<QuorbRecord>(rec);
   if (IsDMA(key)) {
     if (!WithDmaRecord(key, [&](QuorbRecord& stored) { std::swap(stored, *replacement); })) {
       TraceLogError("UpdateRec: rec/DMA doesn't exist or was already deallocated");
-      return 2;
+      return QUORB_FAILED;
     }
     return 0;  // the former record goes with replacement, outside the lock
   }
@@ -377,7 +377,7 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
   });
   if (status == 3) {
     LogKeyMessage("UpdateRec: Unable to locate key ", key, " in its binary tree.");
-    status = 2;
+    status = QUORB_FAILED;
   }
   return status;
 }
@@ -397,7 +397,7 @@ bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change
 int32_t QuorbRemoveNode(int64_t key) {
   if (IsDMA(key) && key <= 0) {
     TraceLogError("RemoveNode: Invalid DMA key (<=0).");
-    return 2;
+    return QUORB_FAILED;
   }
   int32_t status = 0;
   WithWriteAccess([&] {
@@ -449,7 +449,7 @@ std::vector<int64_t> QuorbGetTreeKeys(int32_t order) {
   int32_t count = 0;
   GetTreeCount(quorbTreeRoot, count);
   std::vector<int64_t> keys(count);
-  if (order == kOrderBySatEpoch || order == kOrderBySatEpochDesc || order == kOrderByLoad) {
+  if (order == QUORB_ORDER_SAT_NUM_EPOCH || order == QUORB_ORDER_SAT_NUM_EPOCH_REVERSED || order == QUORB_ORDER_LOAD) {
     SortedTreeKeys(count, keys.data(), order);
   } else {
     count = 0;

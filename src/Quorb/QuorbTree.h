@@ -16,15 +16,11 @@
 
 #include "Quorb/QuorbTypes.h"
 #include "Services/FixedText.h"
+#include "quorb/quorb.h"
 
 namespace quorb {
 
 using FindMessage = Text<128>;
-
-// Key-list orders of QuorbGetTreeKeys.
-inline constexpr int32_t kOrderBySatEpoch = 0;
-inline constexpr int32_t kOrderBySatEpochDesc = 1;
-inline constexpr int32_t kOrderByLoad = 2;
 
 // True when the store holds no vector; may be stale at once.
 bool QuorbTreeIsEmpty();

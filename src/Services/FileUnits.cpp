@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Services/TraceLog.h"
+#include "quorb/quorb_services.h"
 
 namespace quorb {
 namespace {
@@ -229,7 +230,7 @@ int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode) {
   const int fd = usable ? OpenDescriptor(path, mode) : -1;
   if (fd < 0) {
     TraceLogError("FileOpen: Cannot open file \"" + path + "\".");
-    return 2;
+    return QUORB_FAILED;
   }
   units.push_back({unit, std::make_unique<Unit>(fd, mode != kFileModeRead)});
   return 0;

@@ -165,9 +165,9 @@ extern "C" {
 
 // An earlier log file stays open when the new one cannot be opened.
 int32_t TraceLogOpen(const char* path) {
-  if (path == nullptr || *path == '\0') return 2;
+  if (path == nullptr || *path == '\0') return QUORB_FAILED;
   std::FILE* file = std::fopen(path, "a");
-  if (file == nullptr) return 2;
+  if (file == nullptr) return QUORB_FAILED;
   std::lock_guard lock(quorb::logFileMutex);
   if (quorb::logFile != nullptr) std::fclose(quorb::logFile);
   quorb::logFile = file;

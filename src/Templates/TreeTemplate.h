@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "quorb/quorb_services.h"
+
 namespace quorb {
 
 // Insertion statuses.
@@ -248,7 +250,7 @@ template <class Node>
 void RemoveNodeRecursive(Node*& link, int64_t key, int32_t& shrunk, int32_t& status) {
   status = 0;
   if (!link) {
-    status = 2;
+    status = QUORB_FAILED;
     ReportMissingKey(key);
     return;
   }

@@ -6,7 +6,7 @@
 #include "quorb/quorb.h"
 #include "quorb/quorb_services.h"
 
-enum { kLineLength = 512, kArraySize = 155, kSatNum = 25544, kSatNumField = 9 };
+enum { kSatNum = 25544 };
 
 static const char kLine1[] =
     "   6524.8346  -1876.2210    253.0097    1983.2456    6812.7001   -3456.1234 UB1P";
@@ -28,10 +28,10 @@ static int Padded(const char* out, size_t n, const char* text) {
 
 int main(void) {
   struct {
-    char value[kLineLength + 1], line1[kLineLength + 1], line2[kLineLength + 1];
+    char value[QUORB_LINE_LENGTH + 1], line1[QUORB_LINE_LENGTH + 1], line2[QUORB_LINE_LENGTH + 1];
     char secClass, intlDesig[9], epoch[18], coordSys[6];
   } out;
-  double pos[3], vel[3], bTerm, agom, thrust, xa[kArraySize];
+  double pos[3], vel[3], bTerm, agom, thrust, xa[QUORB_XA_SIZE];
   int32_t satNum, revNum, elsetNum;
   int64_t ml[6] = {0};
   const int64_t key = QuorbAddSatFrLines(kLine1, kLine2);
@@ -42,12 +42,12 @@ int main(void) {
 
   /* Out arrays are blank-padded to exactly their length, with no terminator. */
   memset(&out, kSentinel, sizeof out);
-  QuorbGetField(key, kSatNumField, out.value);
+  QuorbGetField(key, QUORB_FIELD_SAT_NUM, out.value);
   QuorbGetLines(key, out.line1, out.line2);
   QuorbGetAllFields(key, pos, vel, &out.secClass, &satNum, out.intlDesig, out.epoch, &revNum,
                     &elsetNum, &bTerm, &agom, &thrust, out.coordSys);
-  CHECK(Padded(out.value, kLineLength, "25544") && Padded(out.line1, kLineLength, kLine1));
-  CHECK(Padded(out.line2, kLineLength, kLine2) && Padded(out.intlDesig, 8, "98067A"));
+  CHECK(Padded(out.value, QUORB_LINE_LENGTH, "25544") && Padded(out.line1, QUORB_LINE_LENGTH, kLine1));
+  CHECK(Padded(out.line2, QUORB_LINE_LENGTH, kLine2) && Padded(out.intlDesig, 8, "98067A"));
   CHECK(Padded(out.epoch, 17, "  25123120000.000") && Padded(out.coordSys, 5, "MMJ2K"));
 
   /* A NULL where the library needs a pointer is a failure, never a crash. */

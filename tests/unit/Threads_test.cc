@@ -235,7 +235,7 @@ class CardPassThreads : public test::StoreTest {
     const std::string saved = (dir_ / "saved.txt").string();
     EXPECT_EQ(QuorbSaveFile(saved.c_str(), 0), 0);
     outcome += test::ReadFileText(saved);
-    for (const int64_t key : QuorbGetTreeKeys(kOrderByLoad)) {
+    for (const int64_t key : QuorbGetTreeKeys(QUORB_ORDER_LOAD)) {
       QuorbRecord rec;
       QuorbFindRec(key, rec);
       for (int i = 0; i < rec.numManeuvCards; ++i) outcome += View((*rec.maneuvCards)[i]);

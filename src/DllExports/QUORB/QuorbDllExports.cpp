@@ -17,23 +17,6 @@
 namespace quorb {
 namespace {
 
-constexpr int32_t kFailed = 2;
-
-// Field indices of QuorbGetField and QuorbSetField.
-enum FieldIndex : int32_t {
-  kFieldPosX = 1,
-  kFieldVelZ = 6,
-  kFieldSecClass = 7,
-  kFieldSatNum = 9,
-  kFieldIntlDesig = 10,
-  kFieldEpoch = 11,
-  kFieldRevNum = 12,
-  kFieldElsetNum = 13,
-  kFieldBTerm = 14,
-  kFieldAgom = 15,
-  kFieldInTrackThrust = 16,
-  kFieldCoordSys = 17,
-};
 
 // A host field text, left-justified.
 template <std::size_t N>
@@ -143,17 +126,18 @@ struct FieldOutputs {
 };
 
 bool IsRealField(int32_t index) {
-  return (index >= kFieldPosX && index <= kFieldVelZ) ||
-         (index >= kFieldBTerm && index <= kFieldInTrackThrust);
+  return (index >= QUORB_FIELD_POS_X && index <= QUORB_FIELD_VEL_Z) ||
+         (index >= QUORB_FIELD_B_TERM && index <= QUORB_FIELD_IN_TRACK_THRUST);
 }
 
 // The real field of an index for which IsRealField holds; Rec is a record,
 // const or not.
 template <class Rec>
 auto& RealField(Rec& rec, int32_t index) {
-  if (index <= kFieldVelZ) return index <= 3 ? rec.pos[index - 1] : rec.vel[index - 4];
-  if (index == kFieldBTerm) return rec.bTerm;
-  return index == kFieldAgom ? rec.agom : rec.inTrackThrust;
+  if (index <= QUORB_FIELD_POS_Z) return rec.pos[index - QUORB_FIELD_POS_X];
+  if (index <= QUORB_FIELD_VEL_Z) return rec.vel[index - QUORB_FIELD_VEL_X];
+  if (index == QUORB_FIELD_B_TERM) return rec.bTerm;
+  return index == QUORB_FIELD_AGOM ? rec.agom : rec.inTrackThrust;
 }
 
 // The text of one field before it is left-justified; blank for an index that
@@ -163,19 +147,19 @@ Line FieldText(const QuorbRecord& rec, int32_t index) {
   const std::span<char> out(text);
   if (IsRealField(index)) {
     WriteFixedField(out.first(35), RealField(rec, index), 15);
-  } else if (index == kFieldSecClass) {
+  } else if (index == QUORB_FIELD_SEC_CLASS) {
     text[0] = rec.secClass;
-  } else if (index == kFieldSatNum) {
+  } else if (index == QUORB_FIELD_SAT_NUM) {
     WriteIntField(out.first(9), rec.satNum);
-  } else if (index == kFieldIntlDesig) {
+  } else if (index == QUORB_FIELD_INTL_DESIG) {
     std::copy(rec.intlDesig.begin(), rec.intlDesig.end(), text.begin());
-  } else if (index == kFieldEpoch) {
+  } else if (index == QUORB_FIELD_EPOCH) {
     std::copy(rec.epochDtg.begin(), rec.epochDtg.end(), text.begin());
-  } else if (index == kFieldRevNum) {
+  } else if (index == QUORB_FIELD_REV_NUM) {
     WriteIntField(out.first(6), rec.revNum);
-  } else if (index == kFieldElsetNum) {
+  } else if (index == QUORB_FIELD_ELSET_NUM) {
     WriteIntField(out.first(4), rec.elsetNum);
-  } else if (index == kFieldCoordSys) {
+  } else if (index == QUORB_FIELD_COORD_SYS) {
     std::copy(rec.coordSys.begin(), rec.coordSys.end(), text.begin());
   }
   return text;
@@ -185,15 +169,15 @@ void SetFieldFromText(QuorbRecord& rec, int32_t index, const Line& value) {
   const std::string_view text = View(value);
   if (IsRealField(index)) {
     RealField(rec, index) = StrToReal(text);
-  } else if (index == kFieldRevNum) {
+  } else if (index == QUORB_FIELD_REV_NUM) {
     rec.revNum = StrToInt(text);
-  } else if (index == kFieldElsetNum) {
+  } else if (index == QUORB_FIELD_ELSET_NUM) {
     rec.elsetNum = StrToInt(text);
-  } else if (index == kFieldSecClass) {
+  } else if (index == QUORB_FIELD_SEC_CLASS) {
     rec.secClass = value[0];
-  } else if (index == kFieldIntlDesig) {
+  } else if (index == QUORB_FIELD_INTL_DESIG) {
     std::copy_n(value.begin(), rec.intlDesig.size(), rec.intlDesig.begin());
-  } else if (index == kFieldCoordSys) {
+  } else if (index == QUORB_FIELD_COORD_SYS) {
     std::copy_n(value.begin(), rec.coordSys.size(), rec.coordSys.begin());
   }
 }
@@ -249,12 +233,12 @@ int32_t QuorbRemoveAllSats(void) {
 // ---- Files ----------------------------------------------------------------
 
 int32_t QuorbLoadFile(const char fileName[512]) {
-  if (!ArgsGiven("QuorbLoadFile", {fileName})) return kFailed;
+  if (!ArgsGiven("QuorbLoadFile", {fileName})) return QUORB_FAILED;
   return QuorbLoadFileText(CharArrToStr<kLineLength>(fileName));
 }
 
 int32_t QuorbSaveFile(const char fileName[512], int32_t saveMode) {
-  if (!ArgsGiven("QuorbSaveFile", {fileName})) return kFailed;
+  if (!ArgsGiven("QuorbSaveFile", {fileName})) return QUORB_FAILED;
   return QuorbSaveFileText(CharArrToStr<kLineLength>(fileName), saveMode);
 }
 
@@ -292,12 +276,12 @@ int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double
                                char secClass, const char intlDesig[8], int32_t revNum,
                                int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
                                const char coordSys[5]) {
-  if (!ArgsGiven("QuorbUpdateSatFrFields", {pos, vel, intlDesig, coordSys})) return kFailed;
+  if (!ArgsGiven("QuorbUpdateSatFrFields", {pos, vel, intlDesig, coordSys})) return QUORB_FAILED;
   QuorbRecord rec;
   QuorbFindRec(satKey, rec);
   if (rec.satNum == -123) {
     LogNotFound("QuorbUpdateSatFrFields", satKey);
-    return kFailed;
+    return QUORB_FAILED;
   }
   std::copy_n(pos, 3, rec.pos);
   std::copy_n(vel, 3, rec.vel);
@@ -309,7 +293,7 @@ int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double
   rec.agom = agom;
   rec.inTrackThrust = inTrackThrust;
   rec.coordSys = FieldIn<5>(coordSys);
-  if (ValidateQuorbValues(rec) != 0) return kFailed;
+  if (ValidateQuorbValues(rec) != 0) return QUORB_FAILED;
   return QuorbUpdateRec(satKey, rec);
 }
 
@@ -335,12 +319,12 @@ void QuorbGetSatKeyML(int32_t satNum, int64_t* satKey) {
 // ---- Field access -----------------------------------------------------------
 
 int32_t QuorbGetField(int64_t satKey, int32_t fieldIdx, char valueStr[512]) {
-  if (!ArgsGiven("QuorbGetField", {valueStr})) return kFailed;
+  if (!ArgsGiven("QuorbGetField", {valueStr})) return QUORB_FAILED;
   BlankOut(valueStr, kLineLength);
   Line text;
   if (!QuorbReadRec(satKey, [&](const QuorbRecord& rec) { text = FieldText(rec, fieldIdx); })) {
     LogNotFound("QuorbGetField", satKey);
-    return kFailed;
+    return QUORB_FAILED;
   }
   LeftJustify(text);
   TextOut(valueStr, text);
@@ -348,17 +332,17 @@ int32_t QuorbGetField(int64_t satKey, int32_t fieldIdx, char valueStr[512]) {
 }
 
 int32_t QuorbSetField(int64_t satKey, int32_t fieldIdx, const char valueStr[512]) {
-  if (!ArgsGiven("QuorbSetField", {valueStr})) return kFailed;
+  if (!ArgsGiven("QuorbSetField", {valueStr})) return QUORB_FAILED;
   QuorbRecord rec;
   QuorbFindRec(satKey, rec);
   if (rec.satNum == -123) {
     LogNotFound("QuorbSetField", satKey);
-    return kFailed;
+    return QUORB_FAILED;
   }
   // The key fields cannot change under a stored key.
-  if (fieldIdx == kFieldSatNum || fieldIdx == kFieldEpoch) return 0;
+  if (fieldIdx == QUORB_FIELD_SAT_NUM || fieldIdx == QUORB_FIELD_EPOCH) return 0;
   SetFieldFromText(rec, fieldIdx, FieldIn<kLineLength>(valueStr));
-  if (ValidateQuorbValues(rec) != 0) return kFailed;
+  if (ValidateQuorbValues(rec) != 0) return QUORB_FAILED;
   return QuorbUpdateRec(satKey, rec);
 }
 
@@ -369,10 +353,10 @@ int32_t QuorbGetAllFields(int64_t satKey, double pos[3], double vel[3], char* se
   const FieldOutputs out{pos,    vel,      secClass, satNum, intlDesig,     epochDtg,
                          revNum, elsetNum, bTerm,    agom,   inTrackThrust, coordSys};
   out.SetEmpty();
-  if (!out.Given("QuorbGetAllFields")) return kFailed;
+  if (!out.Given("QuorbGetAllFields")) return QUORB_FAILED;
   if (!QuorbReadRec(satKey, [&out](const QuorbRecord& rec) { out.Write(rec); })) {
     LogNotFound("QuorbGetAllFields", satKey);
-    return kFailed;
+    return QUORB_FAILED;
   }
   return 0;
 }
@@ -381,28 +365,28 @@ int32_t QuorbGetAllFields(int64_t satKey, double pos[3], double vel[3], char* se
 
 int32_t QuorbDataToArray(int64_t satKey, double* xa, char xs[512]) {
   BlankOut(xs, kLineLength);
-  if (!ArgsGiven("QuorbDataToArray", {xa, xs})) return kFailed;
+  if (!ArgsGiven("QuorbDataToArray", {xa, xs})) return QUORB_FAILED;
   Line text;
   if (!QuorbReadRec(satKey, [&](const QuorbRecord& rec) { Quorb2Array(rec, xa, text); })) {
     LogNotFound("QuorbDataToArray", satKey);
-    return kFailed;
+    return QUORB_FAILED;
   }
   TextOut(xs, text);
   return 0;
 }
 
 int32_t QuorbUpdateSatFrArray(int64_t satKey, const double* xa, const char xs[512]) {
-  if (!ArgsGiven("QuorbUpdateSatFrArray", {xa, xs})) return kFailed;
+  if (!ArgsGiven("QuorbUpdateSatFrArray", {xa, xs})) return QUORB_FAILED;
   QuorbRecord rec = Array2Quorb(xa, CharArrToStr<kLineLength>(xs));
   QuorbRecord stored;
   QuorbFindRec(satKey, stored);
   if (stored.satNum == -123) {
     LogNotFound("QuorbUpdateSatFrArray", satKey);
-    return kFailed;
+    return QUORB_FAILED;
   }
   rec.satNum = stored.satNum;
   rec.epochDtg = stored.epochDtg;
-  if (ValidateQuorbValues(rec) != 0) return kFailed;
+  if (ValidateQuorbValues(rec) != 0) return QUORB_FAILED;
   return QuorbUpdateRec(satKey, rec);
 }
 
@@ -427,7 +411,7 @@ void QuorbArrayToLines(const double* xa, const char xs[512], char line1[512], ch
 
 int32_t QuorbLinesToArray(const char line1[512], const char line2[512], double* xa, char xs[512]) {
   BlankOut(xs, kLineLength);
-  if (!ArgsGiven("QuorbLinesToArray", {line1, line2, xa, xs})) return kFailed;
+  if (!ArgsGiven("QuorbLinesToArray", {line1, line2, xa, xs})) return QUORB_FAILED;
   QuorbRecord rec;
   const int32_t status =
       Lines2Quorb(CharArrToStr<kLineLength>(line1), CharArrToStr<kLineLength>(line2), rec);
@@ -443,12 +427,12 @@ int32_t QuorbLinesToArray(const char line1[512], const char line2[512], double* 
 int32_t QuorbGetLines(int64_t satKey, char line1[512], char line2[512]) {
   BlankOut(line1, kLineLength);
   BlankOut(line2, kLineLength);
-  if (!ArgsGiven("QuorbGetLines", {line1, line2})) return kFailed;
+  if (!ArgsGiven("QuorbGetLines", {line1, line2})) return QUORB_FAILED;
   Line text1;
   Line text2;
   if (!QuorbReadRec(satKey, [&](const QuorbRecord& rec) { Quorb2Lines(rec, text1, text2); })) {
     LogNotFound("QuorbGetLines", satKey);
-    return kFailed;
+    return QUORB_FAILED;
   }
   TextOut(line1, text1);
   TextOut(line2, text2);
@@ -473,10 +457,10 @@ int32_t QuorbParse(const char line1[512], const char line2[512], double pos[3], 
   const FieldOutputs out{pos,    vel,      secClass, satNum, intlDesig,     epochDtg,
                          revNum, elsetNum, bTerm,    agom,   inTrackThrust, coordSys};
   out.SetEmpty();
-  if (!out.Given("QuorbParse") || !ArgsGiven("QuorbParse", {line1, line2})) return kFailed;
+  if (!out.Given("QuorbParse") || !ArgsGiven("QuorbParse", {line1, line2})) return QUORB_FAILED;
   QuorbRecord rec;
   if (Lines2Quorb(CharArrToStr<kLineLength>(line1), CharArrToStr<kLineLength>(line2), rec) != 0) {
-    return kFailed;
+    return QUORB_FAILED;
   }
   out.Write(rec);
   return 0;

@@ -13,9 +13,6 @@
 namespace quorb {
 namespace {
 
-// Positions of the controls, in the order of the first and second groups.
-constexpr int kControlsFirst = 71;   // 71..82
-constexpr int kControlsSecond = 84;  // 84..88
 constexpr double kCovThreshold = 1e-21;
 
 constexpr int kCoordSysOfDate = 1;
@@ -48,9 +45,9 @@ auto SecondGroup(Controls& c) {
 }
 
 void ControlsToArray(const Card4pInput& controls, double* xa) {
-  int position = kControlsFirst;
+  int position = QUORB_XA_CONTROLS;
   for (const int32_t* field : FirstGroup(controls)) xa[position++] = *field;
-  position = kControlsSecond;
+  position = QUORB_XA_CONTROLS_MORE;
   for (const int32_t* field : SecondGroup(controls)) xa[position++] = *field;
   xa[position] = controls.stepSize;
 }
@@ -58,9 +55,9 @@ void ControlsToArray(const Card4pInput& controls, double* xa) {
 std::unique_ptr<Card4pInput> ControlsFromArray(const double* xa) {
   auto controls = std::make_unique<Card4pInput>();
   controls->ctrl1 = controls->ctrl2 = controls->ctrl3 = 1;
-  int position = kControlsFirst;
+  int position = QUORB_XA_CONTROLS;
   for (int32_t* field : FirstGroup(*controls)) *field = TruncToInt32(xa[position++]);
-  position = kControlsSecond;
+  position = QUORB_XA_CONTROLS_MORE;
   for (int32_t* field : SecondGroup(*controls)) *field = TruncToInt32(xa[position++]);
   controls->stepSize = xa[position];
   if (controls->stepMode < 0 || controls->stepMode > 2) controls->stepMode = 0;
@@ -69,10 +66,10 @@ std::unique_ptr<Card4pInput> ControlsFromArray(const double* xa) {
 
 std::unique_ptr<CovMatrix> CovarianceFromArray(const double* xa) {
   double sum = 0.0;
-  for (int i = 0; i < kCovSize; ++i) sum += std::fabs(xa[kArrayCov + i]);
+  for (int i = 0; i < kCovSize; ++i) sum += std::fabs(xa[QUORB_XA_COVARIANCE + i]);
   if (!(sum > kCovThreshold)) return nullptr;
   auto cov = std::make_unique<CovMatrix>();
-  std::copy_n(xa + kArrayCov, kCovSize, cov->begin());
+  std::copy_n(xa + QUORB_XA_COVARIANCE, kCovSize, cov->begin());
   return cov;
 }
 
@@ -132,39 +129,39 @@ int32_t TruncToInt32(double value) {
 
 void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
   xs = BlankText<kLineLength>();
-  xa[kArraySatNum] = rec.satNum;
-  xa[kArrayEpoch] = DTG2DS50UTC(View(rec.epochDtg));
-  xa[kArrayRevNum] = rec.revNum;
-  xa[kArrayElsetNum] = rec.elsetNum;
-  xa[kArrayBTerm] = rec.bTerm;
-  xa[kArrayAgom] = rec.agom;
-  xa[kArrayInTrackThrust] = rec.inTrackThrust;
-  xa[kArrayCoordSys] = CoordSysCode(rec.coordSys);
-  std::copy_n(rec.pos, 3, xa + kArrayPos);
-  std::copy_n(rec.vel, 3, xa + kArrayVel);
+  xa[QUORB_XA_SAT_NUM] = rec.satNum;
+  xa[QUORB_XA_EPOCH] = DTG2DS50UTC(View(rec.epochDtg));
+  xa[QUORB_XA_REV_NUM] = rec.revNum;
+  xa[QUORB_XA_ELSET_NUM] = rec.elsetNum;
+  xa[QUORB_XA_B_TERM] = rec.bTerm;
+  xa[QUORB_XA_AGOM] = rec.agom;
+  xa[QUORB_XA_IN_TRACK_THRUST] = rec.inTrackThrust;
+  xa[QUORB_XA_COORD_SYS] = CoordSysCode(rec.coordSys);
+  std::copy_n(rec.pos, 3, xa + QUORB_XA_POS);
+  std::copy_n(rec.vel, 3, xa + QUORB_XA_VEL);
   xs[0] = rec.secClass;
   std::copy(rec.intlDesig.begin(), rec.intlDesig.end(), xs.begin() + 1);
   if (!rec.card4p) return;
   ControlsToArray(*rec.card4p, xa);
   // A covariance travels only together with the controls.
-  if (rec.covMatrix) std::copy(rec.covMatrix->begin(), rec.covMatrix->end(), xa + kArrayCov);
+  if (rec.covMatrix) std::copy(rec.covMatrix->begin(), rec.covMatrix->end(), xa + QUORB_XA_COVARIANCE);
 }
 
 QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
   QuorbRecord rec;
-  rec.satNum = TruncToInt32(xa[kArraySatNum]);
-  Date15(xa[kArrayEpoch], rec.epochDtg);
-  rec.revNum = TruncToInt32(xa[kArrayRevNum]);
-  rec.elsetNum = TruncToInt32(xa[kArrayElsetNum]);
-  rec.bTerm = xa[kArrayBTerm];
-  rec.agom = xa[kArrayAgom];
-  rec.inTrackThrust = xa[kArrayInTrackThrust];
-  rec.coordSys = CoordSysFromCode(xa[kArrayCoordSys]);
+  rec.satNum = TruncToInt32(xa[QUORB_XA_SAT_NUM]);
+  Date15(xa[QUORB_XA_EPOCH], rec.epochDtg);
+  rec.revNum = TruncToInt32(xa[QUORB_XA_REV_NUM]);
+  rec.elsetNum = TruncToInt32(xa[QUORB_XA_ELSET_NUM]);
+  rec.bTerm = xa[QUORB_XA_B_TERM];
+  rec.agom = xa[QUORB_XA_AGOM];
+  rec.inTrackThrust = xa[QUORB_XA_IN_TRACK_THRUST];
+  rec.coordSys = CoordSysFromCode(xa[QUORB_XA_COORD_SYS]);
   rec.secClass = xs[0];
   std::copy_n(xs.begin() + 1, rec.intlDesig.size(), rec.intlDesig.begin());
-  std::copy_n(xa + kArrayPos, 3, rec.pos);
-  std::copy_n(xa + kArrayVel, 3, rec.vel);
-  if (TruncToInt32(xa[kArrayControlsFlag]) == 1) {
+  std::copy_n(xa + QUORB_XA_POS, 3, rec.pos);
+  std::copy_n(xa + QUORB_XA_VEL, 3, rec.vel);
+  if (TruncToInt32(xa[QUORB_XA_CONTROLS_FLAG]) == 1) {
     rec.card4p = ControlsFromArray(xa);
     rec.covMatrix = CovarianceFromArray(xa);
   }
@@ -176,7 +173,7 @@ bool ArrayEpochWritten(std::string_view function, const QuorbRecord& rec, const 
   MessageText msg;
   msg.Add(function)
       .Add(": Epoch ")
-      .AddReal(xa[kArrayEpoch])
+      .AddReal(xa[QUORB_XA_EPOCH])
       .Add(" (days since 1950) lies outside 1957 to 2056.");
   TraceLogError(msg.View());
   return false;

@@ -7,6 +7,7 @@
 
 #include "Quorb/QuorbTypes.h"
 #include "Services/FixedText.h"
+#include "quorb/quorb.h"
 
 namespace quorb {
 
@@ -26,20 +27,6 @@ struct VectorFields {
   Text<5> coordSys = BlankText<5>();
 };
 
-// Array-form positions.
-inline constexpr int kArraySize = 155;
-inline constexpr int kArraySatNum = 0;
-inline constexpr int kArrayEpoch = 1;
-inline constexpr int kArrayRevNum = 2;
-inline constexpr int kArrayElsetNum = 3;
-inline constexpr int kArrayBTerm = 4;
-inline constexpr int kArrayAgom = 5;
-inline constexpr int kArrayInTrackThrust = 6;
-inline constexpr int kArrayCoordSys = 7;
-inline constexpr int kArrayPos = 20;
-inline constexpr int kArrayVel = 23;
-inline constexpr int kArrayControlsFlag = 70;
-inline constexpr int kArrayCov = 100;
 
 // Reads a card set and adds its vector. Returns the store's key, or -1 when
 // the card set is invalid (the store is then not touched).
