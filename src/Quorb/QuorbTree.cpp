@@ -23,7 +23,6 @@ namespace quorb {
 namespace {
 
 constexpr int kMaxKeyTries = 100;
-constexpr int32_t kNotFoundSatNum = -123;
 
 QuorbBinTree* quorbTreeRoot = nullptr;
 // Finds the records of composed keys without walking the tree; changed only

@@ -22,6 +22,10 @@ namespace quorb {
 
 using FindMessage = Text<128>;
 
+// The satNum QuorbFindRec leaves in a record when it finds nothing; no stored
+// vector has it.
+inline constexpr int32_t kNotFoundSatNum = -123;
+
 // True when the store holds no vector; may be stale at once.
 bool QuorbTreeIsEmpty();
 
@@ -45,7 +49,7 @@ int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* li
 int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status);
 
 // Copies the vector of key into rec. When nothing is found rec's optional
-// parts are released, its satNum becomes -123 and msg (if given) says why.
+// parts are released, its satNum becomes kNotFoundSatNum and msg (if given) says why.
 void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg = nullptr);
 
 using RecordReader = std::function<void(const QuorbRecord&)>;

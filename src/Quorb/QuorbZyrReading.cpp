@@ -301,10 +301,6 @@ void SetFixedCtrls(Card4pInput& ctrl) {
   ctrl.ctrl4 = 12;
 }
 
-// A stored vector's satNum is never this; QuorbFindRec leaves it when it
-// finds nothing.
-constexpr int32_t kNotFoundSatNum = -123;
-
 }  // namespace
 
 bool IsSkippedLine(std::string_view line) {

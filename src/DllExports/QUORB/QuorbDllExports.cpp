@@ -279,7 +279,7 @@ int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double
   if (!ArgsGiven("QuorbUpdateSatFrFields", {pos, vel, intlDesig, coordSys})) return QUORB_FAILED;
   QuorbRecord rec;
   QuorbFindRec(satKey, rec);
-  if (rec.satNum == -123) {
+  if (rec.satNum == kNotFoundSatNum) {
     LogNotFound("QuorbUpdateSatFrFields", satKey);
     return QUORB_FAILED;
   }
@@ -335,7 +335,7 @@ int32_t QuorbSetField(int64_t satKey, int32_t fieldIdx, const char valueStr[512]
   if (!ArgsGiven("QuorbSetField", {valueStr})) return QUORB_FAILED;
   QuorbRecord rec;
   QuorbFindRec(satKey, rec);
-  if (rec.satNum == -123) {
+  if (rec.satNum == kNotFoundSatNum) {
     LogNotFound("QuorbSetField", satKey);
     return QUORB_FAILED;
   }
@@ -380,7 +380,7 @@ int32_t QuorbUpdateSatFrArray(int64_t satKey, const double* xa, const char xs[51
   QuorbRecord rec = Array2Quorb(xa, CharArrToStr<kLineLength>(xs));
   QuorbRecord stored;
   QuorbFindRec(satKey, stored);
-  if (stored.satNum == -123) {
+  if (stored.satNum == kNotFoundSatNum) {
     LogNotFound("QuorbUpdateSatFrArray", satKey);
     return QUORB_FAILED;
   }
