@@ -28,6 +28,9 @@ QuorbBinTree* quorbTreeRoot = nullptr;
 // Finds the records of composed keys without walking the tree; changed only
 // together with the tree, under write access.
 KeyIndex recordIndex;
+// The number of nodes in the tree, changed together with it under write
+// access and read under a read, so that counting walks nothing.
+int32_t nodeCount = 0;
 // Mirrors quorbTreeRoot for the lock-free emptiness test.
 std::atomic<bool> treeEmpty{true};
 std::atomic<int32_t> isUpdating{0};
@@ -273,6 +276,7 @@ int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
       AddNodeRecursive(quorbTreeRoot, node, status, equal);
       if (status == kTreeLinked || status == kTreeLinkedGrew) {
         if (node->rec) recordIndex.Set(key, node->rec.get());
+        ++nodeCount;
         break;
       }
       if (status == kTreeDuplicate) break;
@@ -406,7 +410,9 @@ int32_t QuorbRemoveNode(int64_t key) {
     }
     int32_t shrunk = 0;
     RemoveNodeRecursive(quorbTreeRoot, key, shrunk, status);
-    if (status == 0 && !IsDMA(key)) recordIndex.Erase(key);
+    if (status != 0) return;
+    --nodeCount;
+    if (!IsDMA(key)) recordIndex.Erase(key);
   });
   return status;
 }
@@ -414,6 +420,7 @@ int32_t QuorbRemoveNode(int64_t key) {
 int32_t QuorbEmptyTree() {
   WithWriteAccess([] {
     recordIndex.Clear();
+    nodeCount = 0;
     EmptyTreeRecursive(quorbTreeRoot, [](QuorbBinTree& node) {
       if (IsDMA(node.key)) RemoveDmaLocked(node.key);
     });
@@ -431,9 +438,7 @@ int64_t QuorbSatKeyGet(int32_t satNum) {
 
 int32_t QuorbGetNumOfTreeNodes() {
   ReadScope read;
-  int32_t count = 0;
-  GetTreeCount(quorbTreeRoot, count);
-  return count;
+  return nodeCount;
 }
 
 bool QuorbReadNodeRecord(const QuorbBinTree& node, const RecordReader& read) {

@@ -82,6 +82,7 @@ int32_t QuorbEmptyTree();
 // The key of the first stored vector of satNum in pre-order, or -1.
 int64_t QuorbSatKeyGet(int32_t satNum);
 
+// The number of stored vectors, kept as nodes come and go: nothing is walked.
 int32_t QuorbGetNumOfTreeNodes();
 
 // Runs read on a node's vector, from the node or under its DMA holder's

@@ -146,6 +146,32 @@ TEST_F(Store, RemovalAndItsMessages) {
   for (int i = 0; i < 1000; ++i) ASSERT_NE(FieldsIn().Add(), gone);
 }
 
+// The count kept with the tree agrees with a walk of it after every add
+// (composed and DMA keys, duplicates refused and accepted, taken keys moved
+// on), removal of a stored or a missing key, and removal of all.
+TEST_F(Store, KeptCountAgreesWithAWalk) {
+  std::mt19937 rng(11);
+  std::vector<int64_t> added = {1};  // 1 names nothing; 0 and -1 join it
+  for (int step = 0; step < 4000; ++step) {
+    const unsigned action = rng() % 32;
+    if (action < 16) {
+      ElsetKeyModeSet(action % 3 == 0 ? 1 : 0);
+      DupKeyModeSet(action % 2);
+      FieldsIn fields;  // few vectors, so that most keys come again
+      fields.satNum = 1 + static_cast<int32_t>(rng() % 16);
+      fields.pos[0] += rng() % 2;
+      added.push_back(fields.Add());
+    } else if (action < 31) {
+      QuorbRemoveSat(added[rng() % added.size()] + (action % 4 == 0 ? 1 : 0));
+    } else {
+      QuorbRemoveAllSats();
+    }
+    int32_t walked = 0;
+    QuorbVisitInOrder([&](const QuorbBinTree&) { ++walked; });
+    ASSERT_EQ(QuorbGetCount(), walked) << "step " << step << ", action " << action;
+  }
+}
+
 // The internal find and update report why nothing was found.
 TEST_F(Store, FindAndUpdateMessages) {
   FindMessage msg;
