@@ -120,7 +120,8 @@ void LoadProgress::Run(std::stop_token stop) {
       firstSeen = Clock::now();
     }
     const double seconds = std::chrono::duration<double>(Clock::now() - firstSeen).count();
-    console_.Progress(ProgressText(*now, seconds > 0 ? (now->offset - first->offset) / seconds : 0));
+    console_.Progress(
+        ProgressText(*now, seconds > 0 ? (now->offset - first->offset) / seconds : 0));
   }
 }
 

@@ -53,7 +53,8 @@ void ReadExtras(StoredVector& v) {
 std::optional<StoredVector> ReadVector(int64_t key) {
   StoredVector v;
   v.key = key;
-  char intlDesig[QUORB_INTL_DESIG_LENGTH], epoch[QUORB_EPOCH_LENGTH], coordSys[QUORB_COORD_SYS_LENGTH];
+  char intlDesig[QUORB_INTL_DESIG_LENGTH], epoch[QUORB_EPOCH_LENGTH],
+      coordSys[QUORB_COORD_SYS_LENGTH];
   if (QuorbGetAllFields(key, v.pos, v.vel, &v.secClass, &v.satNum, intlDesig, epoch, &v.revNum,
                         &v.elsetNum, &v.bTerm, &v.agom, &v.inTrackThrust, coordSys) != 0) {
     return std::nullopt;

@@ -25,8 +25,8 @@ namespace {
 
 // Exit statuses.
 constexpr int kSuccess = 0;
-constexpr int kDropped = 1;     // a load failed, or check found a line that added no vector
-constexpr int kCannotRun = 2;   // a file could not be opened, or the arguments are wrong
+constexpr int kDropped = 1;    // a load failed, or check found a line that added no vector
+constexpr int kCannotRun = 2;  // a file could not be opened, or the arguments are wrong
 
 constexpr int32_t kErrorLevel = 1;
 
@@ -101,7 +101,7 @@ struct LoadTotals {
   int64_t loaded = 0;
   int64_t dup = 0;
   int64_t bad = 0;
-  int64_t dropped = 0;      // report entries other than the ends
+  int64_t dropped = 0;  // report entries other than the ends
   bool allOpened = true;
   bool allSucceeded = true;  // every load returned 0
 
@@ -191,10 +191,9 @@ int RunCheck(const std::vector<std::string>& files) {
   };
   listeners.showErrors = false;  // the report gives every message that matters, at its line
   const LoadTotals totals = LoadFiles(console, files, listeners);
-  std::cout << "checked " << files.size() << (files.size() == 1 ? " file" : " files")
-            << ": total " << totals.total << ", loaded " << totals.loaded << ", dup " << totals.dup
-            << ", bad " << totals.bad << "; lines that added no vector: " << totals.dropped
-            << '\n';
+  std::cout << "checked " << files.size() << (files.size() == 1 ? " file" : " files") << ": total "
+            << totals.total << ", loaded " << totals.loaded << ", dup " << totals.dup << ", bad "
+            << totals.bad << "; lines that added no vector: " << totals.dropped << '\n';
   if (!totals.allOpened) return kCannotRun;
   return totals.dropped == 0 ? kSuccess : kDropped;
 }

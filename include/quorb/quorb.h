@@ -86,13 +86,13 @@ enum QuorbArrayPosition {
   QUORB_XA_B_TERM = 4,
   QUORB_XA_AGOM = 5,
   QUORB_XA_IN_TRACK_THRUST = 6,
-  QUORB_XA_COORD_SYS = 7,       /* 1 true-of-date, 2 mean-of-epoch, 0 blank */
-  QUORB_XA_POS = 20,            /* x, y, z */
-  QUORB_XA_VEL = 23,            /* x, y, z */
-  QUORB_XA_CONTROLS_FLAG = 70,  /* 1: the controls and covariance are read */
-  QUORB_XA_CONTROLS = 71,       /* 71 to 82: the first group of controls */
-  QUORB_XA_CONTROLS_MORE = 84,  /* 84 to 88: the second group */
-  QUORB_XA_COVARIANCE = 100,    /* 100 to 154: the 55 covariance values */
+  QUORB_XA_COORD_SYS = 7,      /* 1 true-of-date, 2 mean-of-epoch, 0 blank */
+  QUORB_XA_POS = 20,           /* x, y, z */
+  QUORB_XA_VEL = 23,           /* x, y, z */
+  QUORB_XA_CONTROLS_FLAG = 70, /* 1: the controls and covariance are read */
+  QUORB_XA_CONTROLS = 71,      /* 71 to 82: the first group of controls */
+  QUORB_XA_CONTROLS_MORE = 84, /* 84 to 88: the second group */
+  QUORB_XA_COVARIANCE = 100,   /* 100 to 154: the 55 covariance values */
   QUORB_XA_SIZE = 155
 };
 

@@ -86,24 +86,24 @@ QUORB_API int32_t TraceLogLastInfo(char* buf, int32_t bufLen);
  * valid during the call only. A sink may call the store's functions but
  * cannot start another load. */
 typedef enum LoadReportKind {
-  LOAD_REPORT_END = 0,           /* the load's counts and status */
-  LOAD_REPORT_REJECTED = 1,      /* a card set the library rejected (at its 2P card) */
-  LOAD_REPORT_NO_1P = 2,         /* a 2P card without its 1P card */
-  LOAD_REPORT_NO_2P = 3,         /* a 1P card that a keyword, another 1P card or the end
-                                    of the file parted from its 2P card */
-  LOAD_REPORT_NO_KEY = 4,        /* a card set for which no key could be made */
-  LOAD_REPORT_DUPLICATE = 5,     /* a card set or keyed data the store refused as a duplicate */
-  LOAD_REPORT_NOT_STORED = 6,    /* a card set the store could not take */
-  LOAD_REPORT_UNRECOGNISED = 7,  /* no comment, card, keyword or maneuver card */
-  LOAD_REPORT_NOT_OPENED = 8,    /* a file that could not be opened: at the line that names
-                                    it, or at line 0 of the file given to the load */
-  LOAD_REPORT_KEYED_UNUSED = 9,  /* keyed vector or control data that changed nothing */
+  LOAD_REPORT_END = 0,              /* the load's counts and status */
+  LOAD_REPORT_REJECTED = 1,         /* a card set the library rejected (at its 2P card) */
+  LOAD_REPORT_NO_1P = 2,            /* a 2P card without its 1P card */
+  LOAD_REPORT_NO_2P = 3,            /* a 1P card that a keyword, another 1P card or the end
+                                       of the file parted from its 2P card */
+  LOAD_REPORT_NO_KEY = 4,           /* a card set for which no key could be made */
+  LOAD_REPORT_DUPLICATE = 5,        /* a card set or keyed data the store refused as a duplicate */
+  LOAD_REPORT_NOT_STORED = 6,       /* a card set the store could not take */
+  LOAD_REPORT_UNRECOGNISED = 7,     /* no comment, card, keyword or maneuver card */
+  LOAD_REPORT_NOT_OPENED = 8,       /* a file that could not be opened: at the line that names
+                                       it, or at line 0 of the file given to the load */
+  LOAD_REPORT_KEYED_UNUSED = 9,     /* keyed vector or control data that changed nothing */
   LOAD_REPORT_MANEUVER_DROPPED = 10 /* a maneuver card past the 100th of one vector */
 } LoadReportKind;
 
 typedef struct LoadReportEntry {
-  int32_t kind;        /* a LoadReportKind */
-  const char* file;    /* the file the line is in (not NUL-terminated) */
+  int32_t kind;     /* a LoadReportKind */
+  const char* file; /* the file the line is in (not NUL-terminated) */
   int32_t fileLen;
   int32_t line;        /* the line's number from 1; 0 for a whole file */
   const char* message; /* the library's last message about the line, or NULL */

@@ -30,14 +30,14 @@ int32_t ReadCardSetOfCards(const Line& line1, const Line& line2, QuorbRecord& re
 int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey);
 
 enum class CardEventKind : uint8_t {
-  kCardSet,      // a 2P card after a 1P card not yet used: read into rec
-  kLone2P,       // a 2P card after no 1P, or after one a card set used
-  kManeuver,     // a maneuver card
-  kZyrVecData,   // keyed vector data follow; the reading stopped after that line
-  kZyrCtrlData,  // keyed control data follow; the reading stopped after that line
-  kLone1P,       // a 1P card that the line after it parted from any 2P card
-  kUnrecognised, // no comment, card, keyword or maneuver card
-  kEnd,          // the unit has no more lines
+  kCardSet,       // a 2P card after a 1P card not yet used: read into rec
+  kLone2P,        // a 2P card after no 1P, or after one a card set used
+  kManeuver,      // a maneuver card
+  kZyrVecData,    // keyed vector data follow; the reading stopped after that line
+  kZyrCtrlData,   // keyed control data follow; the reading stopped after that line
+  kLone1P,        // a 1P card that the line after it parted from any 2P card
+  kUnrecognised,  // no comment, card, keyword or maneuver card
+  kEnd,           // the unit has no more lines
 };
 
 struct CardEvent {

@@ -157,7 +157,8 @@ class CardPass {
   }
 
   void Finish(bool onlyIfLoadedSince) {
-    if (status_ != QUORB_FAILED && lastKey_ && !maneuvers_.empty() && (loadedSince_ || !onlyIfLoadedSince)) {
+    if (status_ != QUORB_FAILED && lastKey_ && !maneuvers_.empty() &&
+        (loadedSince_ || !onlyIfLoadedSince)) {
       HandOverManeuvers();
     }
   }

@@ -50,8 +50,7 @@ void LoadReport::KeyedVectorsRead(const LoadCounts& before, const LoadCounts& af
   Dropped(after.dup != before.dup ? LOAD_REPORT_DUPLICATE : LOAD_REPORT_KEYED_UNUSED, file, line);
 }
 
-void LoadReport::ControlsRead(std::optional<int32_t> status, std::string_view file,
-                              int32_t line) {
+void LoadReport::ControlsRead(std::optional<int32_t> status, std::string_view file, int32_t line) {
   if (status != 0) Dropped(LOAD_REPORT_KEYED_UNUSED, file, line);
 }
 

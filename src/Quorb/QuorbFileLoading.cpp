@@ -183,7 +183,8 @@ bool QuorbWriteLines(int32_t unit) {
   // lines are written once a DMA record's lock is free again, so that a slow
   // file delays no update.
   QuorbVisitInOrder([&](const QuorbBinTree& node) {
-    if (!QuorbReadNodeRecord(node, [&](const QuorbRecord& rec) { Quorb2Lines(rec, line1, line2); })) {
+    if (!QuorbReadNodeRecord(node,
+                             [&](const QuorbRecord& rec) { Quorb2Lines(rec, line1, line2); })) {
       return;
     }
     written &= UnitWriteLine(unit, CardText(line1));

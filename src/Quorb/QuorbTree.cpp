@@ -450,10 +450,10 @@ bool QuorbReadNodeRecord(const QuorbBinTree& node, const RecordReader& read) {
 
 std::vector<int64_t> QuorbGetTreeKeys(int32_t order) {
   ReadScope read;
-  int32_t count = 0;
-  GetTreeCount(quorbTreeRoot, count);
+  int32_t count = nodeCount;
   std::vector<int64_t> keys(count);
-  if (order == QUORB_ORDER_SAT_NUM_EPOCH || order == QUORB_ORDER_SAT_NUM_EPOCH_REVERSED || order == QUORB_ORDER_LOAD) {
+  if (order == QUORB_ORDER_SAT_NUM_EPOCH || order == QUORB_ORDER_SAT_NUM_EPOCH_REVERSED ||
+      order == QUORB_ORDER_LOAD) {
     SortedTreeKeys(count, keys.data(), order);
   } else {
     count = 0;

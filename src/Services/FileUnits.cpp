@@ -172,8 +172,8 @@ class Unit {
   std::size_t begin_ = 0;  // reading: next unread byte
   std::size_t end_ = 0;    // reading: end of the bytes read; writing: bytes pending
   bool atEnd_ = false;
-  bool skipping_ = false;  // reading: the rest of an over-long line is skipped
-  int32_t lineNumber_ = 0; // reading: lines given out since the start
+  bool skipping_ = false;   // reading: the rest of an over-long line is skipped
+  int32_t lineNumber_ = 0;  // reading: lines given out since the start
   bool failed_ = false;
 };
 

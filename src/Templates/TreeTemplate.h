@@ -271,15 +271,6 @@ void RemoveNodeRecursive(Node*& link, int64_t key, int32_t& shrunk, int32_t& sta
   }
 }
 
-// Adds the number of nodes below link to count.
-template <class Node>
-void GetTreeCount(const Node* link, int32_t& count) {
-  for (; link; link = link->right) {
-    ++count;
-    GetTreeCount(link->left, count);
-  }
-}
-
 // Writes the keys below link in ascending order at keys[count], keys[count+1],
 // ... and raises count accordingly.
 template <class Node>

@@ -171,14 +171,14 @@ class ReportCapture {
 
  private:
   static void Collect(const LoadReportEntry* e, void* user) {
-    static const char* const kKinds[] = {"end",   "rejected",   "no-1P",    "no-2P",
-                                         "no-key", "duplicate", "not-stored", "unrecognised",
-                                         "not-opened", "keyed-unused", "maneuver-dropped"};
+    static const char* const kKinds[] = {
+        "end",        "rejected",     "no-1P",      "no-2P",        "no-key",          "duplicate",
+        "not-stored", "unrecognised", "not-opened", "keyed-unused", "maneuver-dropped"};
     const std::string file = std::filesystem::path(std::string(e->file, e->fileLen)).filename();
     std::string text = e->kind == LOAD_REPORT_END
                            ? "end " + std::to_string(e->total) + "/" + std::to_string(e->loaded) +
-                                 "/" + std::to_string(e->dup) + "/" + std::to_string(e->bad) +
-                                 " " + std::to_string(e->status)
+                                 "/" + std::to_string(e->dup) + "/" + std::to_string(e->bad) + " " +
+                                 std::to_string(e->status)
                            : file + ":" + std::to_string(e->line) + " " + kKinds[e->kind];
     if (e->message != nullptr) text += " " + std::string(e->message, e->messageLen);
     static_cast<ReportCapture*>(user)->entries.push_back(text);

@@ -151,13 +151,13 @@ TEST_F(Files, ReportNamesEveryLineThatAddedNoVector) {
         "top.txt:6 rejected " + kRejectedCoordSys,
         "top.txt:9 duplicate AddRecToMem: Duplicated record/key 4611686029384984896 found.",
         "top.txt:11 no-key", "top.txt:12 no-2P", "top.txt:13 unrecognised", "end 5/1/1/3 0"}},
-      {CardSet(1, 10) + maneuvers, {"top.txt:103 maneuver-dropped Warning-ReadOnlyQUORBs: More than "
-                                    "100 maneuver cards; the rest are ignored.",
-                                    "end 1/1/0/0 0"}},
+      {CardSet(1, 10) + maneuvers,
+       {"top.txt:103 maneuver-dropped Warning-ReadOnlyQUORBs: More than "
+        "100 maneuver cards; the rest are ignored.",
+        "end 1/1/0/0 0"}},
       {"VECFIL = sub.txt\nZYRVECFILE = keyed.txt\nZYRCTRLFILE = 99999.ctl\nELTFIL = none.txt\n",
        {"sub.txt:1 no-1P " + std::string(kMissing1P), "keyed.txt:0 keyed-unused",
-        "99999.ctl:0 keyed-unused",
-        "top.txt:4 not-opened FileOpen: Cannot open file \"none.txt\".",
+        "99999.ctl:0 keyed-unused", "top.txt:4 not-opened FileOpen: Cannot open file \"none.txt\".",
         "end 2/0/0/2 2"}},
       {CardSet(1, 10) + "RUN_OPTION_DC_ONLY\n", {"top.txt:3 keyed-unused", "end 1/1/0/0 0"}},
       {"POS_VEL_ECI_STATE\npos_vel_eci_satellite_number = 7\n",
@@ -170,10 +170,10 @@ TEST_F(Files, ReportNamesEveryLineThatAddedNoVector) {
   }
   test::ReportCapture report;
   EXPECT_EQ(Load((dir_ / "gone.txt").string()), 2);
-  EXPECT_EQ(report.entries, (std::vector<std::string>{
-                                "gone.txt:0 not-opened FileOpen: Cannot open file \"" +
-                                    (dir_ / "gone.txt").string() + "\".",
-                                "end 0/0/0/0 2"}));
+  EXPECT_EQ(report.entries,
+            (std::vector<std::string>{"gone.txt:0 not-opened FileOpen: Cannot open file \"" +
+                                          (dir_ / "gone.txt").string() + "\".",
+                                      "end 0/0/0/0 2"}));
 }
 
 // Each open file takes a descriptor; a load gives back every one it took.

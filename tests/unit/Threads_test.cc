@@ -305,8 +305,8 @@ TEST_F(CardPassThreads, EachThreadReceivesTheReportOfItsOwnLoads) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  const std::string end = "end " + std::to_string(kReadAheadSets) + "/" +
-                          std::to_string(kReadAheadSets) + "/0/0 0";
+  const std::string end =
+      "end " + std::to_string(kReadAheadSets) + "/" + std::to_string(kReadAheadSets) + "/0/0 0";
   for (int t = 0; t < kThreads; ++t) {
     const std::string dropped =
         std::to_string(t) + ".txt:" + std::to_string(2 * kReadAheadSets + 1) + " unrecognised";

@@ -17,7 +17,6 @@
 namespace quorb {
 namespace {
 
-
 // A host field text, left-justified.
 template <std::size_t N>
 Text<N> FieldIn(const char* host) {

@@ -144,7 +144,8 @@ void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
   if (!rec.card4p) return;
   ControlsToArray(*rec.card4p, xa);
   // A covariance travels only together with the controls.
-  if (rec.covMatrix) std::copy(rec.covMatrix->begin(), rec.covMatrix->end(), xa + QUORB_XA_COVARIANCE);
+  if (rec.covMatrix)
+    std::copy(rec.covMatrix->begin(), rec.covMatrix->end(), xa + QUORB_XA_COVARIANCE);
 }
 
 QuorbRecord Array2Quorb(const double* xa, const Line& xs) {

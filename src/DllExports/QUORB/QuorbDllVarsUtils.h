@@ -27,7 +27,6 @@ struct VectorFields {
   Text<5> coordSys = BlankText<5>();
 };
 
-
 // Reads a card set and adds its vector. Returns the store's key, or -1 when
 // the card set is invalid (the store is then not touched).
 int64_t AddSatFrLines(const Line& line1, const Line& line2);
