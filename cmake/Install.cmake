@@ -1,11 +1,9 @@
 # Installation: the shared library with its SONAME links, the public headers,
-# the quorb command, the Python package, a CMake package (quorb::quorb for
+# the quorb command, a CMake package (quorb::quorb for
 # find_package(quorb CONFIG)) and quorb.pc for pkg-config.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(QUORB_PYTHON_INSTALL_DIR "lib/python3/dist-packages" CACHE STRING
-  "Where the Python package goes, relative to the install prefix")
 set(QUORB_CMAKE_INSTALL_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/quorb)
 
 # OpenMP is linked privately into the shared library, so the exported target
@@ -31,17 +29,6 @@ file(RELATIVE_PATH QUORB_PKGCONFIG_TO_PREFIX
 string(REGEX REPLACE "/$" "" QUORB_PKGCONFIG_TO_PREFIX ${QUORB_PKGCONFIG_TO_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/quorb.pc.in ${PROJECT_BINARY_DIR}/quorb.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quorb.pc DESTINATION ${QUORB_PKGCONFIG_INSTALL_DIR})
-
-# The Python package finds the library through a link beside it.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/quorb DESTINATION ${QUORB_PYTHON_INSTALL_DIR}
-  PATTERN __pycache__ EXCLUDE)
-file(RELATIVE_PATH QUORB_PACKAGE_TO_LIBRARY
-  /prefix/${QUORB_PYTHON_INSTALL_DIR}/quorb /prefix/${CMAKE_INSTALL_LIBDIR}/libquorb.so.1)
-install(CODE "
-  set(package \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${QUORB_PYTHON_INSTALL_DIR}/quorb\")
-  message(STATUS \"Installing: \${package}/libquorb.so.1\")
-  file(CREATE_LINK ${QUORB_PACKAGE_TO_LIBRARY} \${package}/libquorb.so.1 SYMBOLIC)
-")
 
 # The quorb command is defined in tools/, which the top directory reads after
 # this file: its rule is added once the whole top directory has been read.

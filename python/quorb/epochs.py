@@ -6,6 +6,7 @@ the epoch texts exactly as the library does, so a vector keeps its epoch
 """
 from __future__ import annotations
 
+import datetime
 import math
 import re
 
@@ -94,6 +95,15 @@ def epoch_to_ds50(text: str) -> float:
     YYYYMonDDHHMMSS.SSS or YYYY/DDD HHMM SS.SSS); ValueError when unreadable."""
     whole, rest = divmod(_nanos(text), _NANOS_PER_DAY)
     return float(whole + 1) + rest / _NANOS_PER_DAY
+
+
+_START_OF_1950 = datetime.datetime(1950, 1, 1, tzinfo=datetime.timezone.utc)
+
+
+def epoch_to_datetime(text: str) -> datetime.datetime:
+    """The instant of an epoch text as an aware datetime in UTC, to the
+    microsecond (rounded down)."""
+    return _START_OF_1950 + datetime.timedelta(microseconds=_nanos(text) // 1000)
 
 
 def ds50_to_epoch(ds50: float) -> str:

@@ -79,8 +79,9 @@ def close_log() -> None:
 
 
 def last_error() -> str:
-    """The calling thread's last error line."""
-    return bindings.last_line(lib.TraceLogLastError)
+    """The error line of the calling thread's last call through this package
+    ('' when that call wrote none)."""
+    return getattr(_calls, "error", "")
 
 
 def last_info() -> str:
@@ -90,25 +91,37 @@ def last_info() -> str:
 
 Sink = Callable[[Level, str], None]
 
-_sink_lock = threading.Lock()
-# The C callback in use: it must live as long as the library may call it.
-_sink_callback = bindings.TraceLogSink()
+# Every line reaches the package's own sink first: it keeps the error line of
+# each thread's current call, so a failure carries its own message and never
+# an earlier one, and hands the line on to the host's sink.
+_calls = threading.local()
+_host_sink: Sink | None = None
+
+
+def begin_call() -> None:
+    """Forgets the calling thread's error line: the next call starts clean."""
+    _calls.error = ""
+
+
+def _deliver(level: int, message: Any, length: int, _user: Any) -> None:
+    line = ctypes.string_at(message, length).decode("latin-1")
+    if level == Level.ERROR:
+        _calls.error = line
+    sink = _host_sink
+    if sink is not None:
+        sink(Level(level), line)
+
+
+# The C callback must live as long as the library may call it.
+_package_sink = bindings.TraceLogSink(_deliver)
+lib.TraceLogSetSink(_package_sink, None)
 
 
 def set_sink(sink: Sink | None) -> None:
     """Hands every further line to sink(level, line), from whichever thread
-    writes it; None removes the sink. A sink must not call set_sink."""
-    global _sink_callback
-
-    def deliver(level: int, message: Any, length: int, _user: Any) -> None:
-        sink(Level(level), ctypes.string_at(message, length).decode("latin-1"))
-
-    # A prototype called without a function is the NULL pointer that removes the sink.
-    callback = bindings.TraceLogSink() if sink is None else bindings.TraceLogSink(deliver)
-    with _sink_lock:
-        # Once TraceLogSetSink returns the old callback is never called again.
-        lib.TraceLogSetSink(callback, None)
-        _sink_callback = callback
+    writes it; None removes the sink."""
+    global _host_sink
+    _host_sink = sink
 
 
 def forward_to_logging(logger: logging.Logger | None = None) -> None:
@@ -127,5 +140,6 @@ def forward_to_logging(logger: logging.Logger | None = None) -> None:
     set_sink(log)
 
 
-# Lines written while the interpreter shuts down must not reach Python.
-atexit.register(set_sink, None)
+# Lines written while the interpreter shuts down must not reach Python: the
+# NULL callback removes the sink.
+atexit.register(lib.TraceLogSetSink, bindings.TraceLogSink(), None)

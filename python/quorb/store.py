@@ -1,20 +1,26 @@
 """The vector store: a function for each Quorb function (the ML twins, which
 only hand the key back differently, are reachable as bindings.lib.<Name>ML).
 
-Keys are Python ints. A failure raises QuorbError (DuplicateError for a
-refused duplicate) carrying the library's error line of the calling thread.
+Keys are Python ints. A failure raises a QuorbError carrying the error line
+the library wrote during that very call: NotStoredError (also a KeyError) for
+a key that names no stored vector, InvalidValueError (also a ValueError) for
+anything the library refused, DuplicateError among those for a duplicate.
 """
 from __future__ import annotations
 
+import bisect
 import ctypes
+import errno
 import os
 from ctypes import byref, c_char, c_double, c_int32, c_int64
+from dataclasses import replace
 
 from . import bindings
 from .bindings import lib
-from .errors import DuplicateError, QuorbError
-from .services import last_error
-from .vectors import Field, Order, StateVector, from_array, new_array, to_array
+from .errors import DuplicateError, InvalidValueError, failure
+from .names import KeyResult, LoadReportKind, Status
+from .services import begin_call, last_error
+from .vectors import DroppedLine, Field, LoadResult, Order, StateVector, from_array, new_array, to_array
 
 _LINE = bindings.LINE_LENGTH
 # Room left in get_loaded's key list for vectors that other threads add
@@ -22,25 +28,36 @@ _LINE = bindings.LINE_LENGTH
 _SPARE_KEYS = 1024
 
 
-def _checked_key(function: str, key: int, logged: bool = True) -> int:
-    if key == 0:
+def _call(function: str, *args):
+    """Calls a library function with the thread's error line cleared first."""
+    begin_call()
+    return getattr(lib, function)(*args)
+
+
+def _key(function: str, *args) -> int:
+    """Calls a function that answers with a key and raises when it gives none."""
+    key = _call(function, *args)
+    if key == KeyResult.DUPLICATE:
         raise DuplicateError(function, key, last_error())
-    if key == -1:
-        raise QuorbError(function, key, last_error() if logged else "")
+    if key == KeyResult.NONE:
+        raise failure(function, key, last_error())
     return key
 
 
-def _check_status(function: str, status: int) -> None:
-    if status != 0:
-        raise QuorbError(function, status, last_error())
+def _status(function: str, *args) -> None:
+    """Calls a function that answers with a status and raises when it failed."""
+    status = _call(function, *args)
+    if status != Status.OK:
+        raise failure(function, status, last_error())
 
 
-def _lines(function: str, line1: ctypes.Array, line2: ctypes.Array,
-           logged: bool = True) -> tuple[str, str]:
-    """The lines a void function wrote; both blank means it failed."""
+def _lines(function: str, *args) -> tuple[str, str]:
+    """Calls a void function that writes a card set; both lines blank means it failed."""
+    line1, line2 = bindings.text_out(_LINE), bindings.text_out(_LINE)
+    _call(function, *args, line1, line2)
     lines = bindings.read_out(line1), bindings.read_out(line2)
     if not any(lines):
-        raise QuorbError(function, None, last_error() if logged else "")
+        raise failure(function, None, last_error())
     return lines
 
 
@@ -105,57 +122,106 @@ def count() -> int:
     return lib.QuorbGetCount()
 
 
+def loaded_keys(order: Order | int = Order.KEY) -> ctypes.Array:
+    """The keys of every stored vector in the given order, as a ctypes array
+    (see get_loaded). Other threads may add up to 1024 vectors meanwhile."""
+    room = count() + _SPARE_KEYS
+    keys = (c_int64 * room)()  # zeros: no stored key is 0, so the first zero ends the list
+    _call("QuorbGetLoaded", int(order), keys)
+    listed = bisect.bisect_left(memoryview(keys).cast("B").cast("q"), True, key=_is_zero)
+    return (c_int64 * listed).from_buffer(keys)
+
+
+def _is_zero(key: int) -> bool:
+    return key == 0
+
+
 def get_loaded(order: Order | int = Order.KEY) -> list[int]:
     """The keys of every stored vector in the given order (any value other
-    than 0, 1 and 2 gives ascending keys). Other threads may add up to 1024
-    vectors meanwhile."""
-    stored = count()
-    if stored == 0:
-        return []
-    keys = (c_int64 * (stored + _SPARE_KEYS))()  # zeros: no stored key is 0
-    lib.QuorbGetLoaded(int(order), keys)
-    listed = list(keys)
-    return listed[:listed.index(0)] if 0 in listed else listed
+    than 0, 1 and 2 gives ascending keys)."""
+    return list(loaded_keys(order))
 
 
 def remove(key: int) -> None:
     """Removes one vector."""
-    _check_status("QuorbRemoveSat", lib.QuorbRemoveSat(key))
+    _status("QuorbRemoveSat", key)
 
 
 def remove_all() -> None:
     """Removes every vector."""
-    _check_status("QuorbRemoveAllSats", lib.QuorbRemoveAllSats())
+    _status("QuorbRemoveAllSats")
 
 
 # ---- Files -----------------------------------------------------------------
 
-def load_file(path: str | os.PathLike) -> None:
-    """Loads an input file; the totals line is then last_info()."""
-    _check_status("QuorbLoadFile", lib.QuorbLoadFile(bindings.text_in(os.fsencode(path), _LINE)))
+def load_file(path: str | os.PathLike) -> LoadResult:
+    """Loads an input file (and the files it includes) and tells what became
+    of its lines. Rejected card sets and other dropped lines do not raise: they
+    are in the result. A file that cannot be opened raises OSError
+    (FileNotFoundError when it does not exist)."""
+    name = bindings.text_in(os.fsencode(path), _LINE)
+    entries: list[DroppedLine] = []
+    end: list[tuple[int, int, int, int, int]] = []
+
+    def take(entry_pointer, _user) -> None:
+        entry = entry_pointer.contents
+        if entry.kind == LoadReportKind.END:
+            end.append((entry.total, entry.loaded, entry.dup, entry.bad, entry.status))
+        else:
+            entries.append(DroppedLine(
+                LoadReportKind(entry.kind), _text(entry.file, entry.fileLen), entry.line,
+                _text(entry.message, entry.messageLen)))
+
+    sink = bindings.LoadReportSink(take)
+    lib.LoadReportSetSink(sink, None)
+    try:
+        _call("QuorbLoadFile", name)
+    finally:
+        lib.LoadReportSetSink(bindings.LoadReportSink(), None)
+    if entries and entries[0].kind == LoadReportKind.NOT_OPENED and entries[0].line == 0:
+        raise _file_error(path, "rb", entries[0].message)
+    total, loaded, duplicate, bad, status = end[0]
+    return LoadResult(total, loaded, duplicate, bad, status, tuple(entries))
+
+
+def _file_error(path: str | os.PathLike, mode: str, message: str) -> OSError:
+    """The OSError of the kind the system gives for opening path as the
+    library tried to (FileNotFoundError, IsADirectoryError...), with the
+    library's message."""
+    try:
+        with open(path, mode):
+            pass
+    except OSError as error:
+        return type(error)(error.errno, message, os.fspath(path))
+    return OSError(errno.EIO, message, os.fspath(path))
+
+
+def _text(pointer, length: int) -> str:
+    return ctypes.string_at(pointer, length).decode("latin-1") if pointer else ""
 
 
 def save_file(path: str | os.PathLike, append: bool = False) -> None:
-    """Writes every stored vector as a card set, replacing or appending to the file."""
-    name = bindings.text_in(os.fsencode(path), _LINE)
-    _check_status("QuorbSaveFile", lib.QuorbSaveFile(name, int(append)))
+    """Writes every stored vector as a card set, replacing or appending to the
+    file; OSError when it cannot be opened."""
+    if _call("QuorbSaveFile", bindings.text_in(os.fsencode(path), _LINE), int(append)) != Status.OK:
+        raise _file_error(path, "ab", last_error())
 
 
 # ---- Keys and adding -------------------------------------------------------
 
 def add_lines(line1: str, line2: str) -> int:
     """Adds the vector of a card set; returns its key."""
-    return _checked_key("QuorbAddSatFrLines", lib.QuorbAddSatFrLines(*_lines_in(line1, line2)))
+    return _key("QuorbAddSatFrLines", *_lines_in(line1, line2))
 
 
 def add_fields(vector: StateVector) -> int:
     """Adds a vector from its scalar fields; returns its key."""
-    return _checked_key("QuorbAddSatFrFields", lib.QuorbAddSatFrFields(*_fields_in(vector)))
+    return _key("QuorbAddSatFrFields", *_fields_in(vector))
 
 
 def add_array(vector: StateVector) -> int:
     """Adds a vector in the array form, with its controls and covariance."""
-    return _checked_key("QuorbAddSatFrArray", lib.QuorbAddSatFrArray(*to_array(vector)))
+    return _key("QuorbAddSatFrArray", *to_array(vector))
 
 
 def add(vector: StateVector) -> int:
@@ -167,48 +233,55 @@ def update_fields(key: int, vector: StateVector) -> None:
     """Replaces a stored vector's fields except its satellite number and epoch
     (its covariance and controls stay)."""
     pos, vel, sec_class, _, intl_desig, _, *rest = _fields_in(vector)
-    status = lib.QuorbUpdateSatFrFields(key, pos, vel, sec_class, intl_desig, *rest)
-    _check_status("QuorbUpdateSatFrFields", status)
+    _status("QuorbUpdateSatFrFields", key, pos, vel, sec_class, intl_desig, *rest)
 
 
 def update_array(key: int, vector: StateVector) -> None:
     """Replaces a stored vector by the array form of this one (satellite
     number and epoch stay; controls and covariance become the vector's)."""
-    _check_status("QuorbUpdateSatFrArray", lib.QuorbUpdateSatFrArray(key, *to_array(vector)))
+    _status("QuorbUpdateSatFrArray", key, *to_array(vector))
 
 
 def fields_to_sat_key(sat_num: int, epoch: str) -> int:
     """The composed key of a satellite number and epoch, without the store."""
-    key = lib.QuorbFieldsToSatKey(sat_num, bindings.text_in(epoch, bindings.KEY_EPOCH_LENGTH))
-    return _checked_key("QuorbFieldsToSatKey", key, logged=False)
+    return _key("QuorbFieldsToSatKey", sat_num, bindings.text_in(epoch, bindings.KEY_EPOCH_LENGTH))
 
 
 def sat_key(sat_num: int) -> int:
     """The key of a stored vector of this satellite (any one of several)."""
-    return _checked_key("QuorbGetSatKey", lib.QuorbGetSatKey(sat_num))
+    return _key("QuorbGetSatKey", sat_num)
 
 
 # ---- Field access ----------------------------------------------------------
 
+def _field_index(function: str, field: Field | int) -> int:
+    try:
+        return int(Field(field))
+    except ValueError:
+        raise InvalidValueError(function, None, f"{field} names no field") from None
+
+
 def get_field(key: int, field: Field | int) -> str:
-    """One field as text ('' for an index that names no field)."""
+    """One field as text."""
     value = bindings.text_out(_LINE)
-    _check_status("QuorbGetField", lib.QuorbGetField(key, int(field), value))
+    _status("QuorbGetField", key, _field_index("QuorbGetField", field), value)
     return bindings.read_out(value)
 
 
 def set_field(key: int, field: Field | int, value: str | float) -> None:
     """Sets one field from text or a number (satellite number and epoch are
     left as they are)."""
-    text = bindings.text_in(str(value), _LINE)
-    _check_status("QuorbSetField", lib.QuorbSetField(key, int(field), text))
+    index = _field_index("QuorbSetField", field)
+    _status("QuorbSetField", key, index, bindings.text_in(str(value), _LINE))
 
 
 def get_all_fields(key: int) -> StateVector:
-    """Every scalar field of a stored vector."""
+    """Every field of a stored vector, with its controls and covariance when
+    it has them (two reads: another thread may change the vector between)."""
     out = _FieldOutputs()
-    _check_status("QuorbGetAllFields", lib.QuorbGetAllFields(key, *out.args()))
-    return out.vector()
+    _status("QuorbGetAllFields", key, *out.args())
+    in_array = data_to_array(key)
+    return replace(out.vector(), controls=in_array.controls, covariance=in_array.covariance)
 
 
 # ---- Array form ------------------------------------------------------------
@@ -216,23 +289,20 @@ def get_all_fields(key: int) -> StateVector:
 def data_to_array(key: int) -> StateVector:
     """A stored vector through the array form, with its controls and covariance."""
     xa, xs = new_array(), bindings.text_out(_LINE)
-    _check_status("QuorbDataToArray", lib.QuorbDataToArray(key, xa, xs))
+    _status("QuorbDataToArray", key, xa, xs)
     return from_array(xa, xs)
 
 
 def lines_to_array(line1: str, line2: str) -> StateVector:
     """A card set read through the array form."""
     xa, xs = new_array(), bindings.text_out(_LINE)
-    _check_status("QuorbLinesToArray", lib.QuorbLinesToArray(*_lines_in(line1, line2), xa, xs))
+    _status("QuorbLinesToArray", *_lines_in(line1, line2), xa, xs)
     return from_array(xa, xs)
 
 
 def array_to_lines(vector: StateVector) -> tuple[str, str]:
     """The card set of a vector's array form (not validated)."""
-    line1, line2 = bindings.text_out(_LINE), bindings.text_out(_LINE)
-    lib.QuorbArrayToLines(*to_array(vector), line1, line2)
-    # A satellite number of -1 marks an array without a vector: nothing is logged.
-    return _lines("QuorbArrayToLines", line1, line2, logged=vector.sat_num != -1)
+    return _lines("QuorbArrayToLines", *to_array(vector))
 
 
 # ---- Text conversions ------------------------------------------------------
@@ -240,19 +310,17 @@ def array_to_lines(vector: StateVector) -> tuple[str, str]:
 def get_lines(key: int) -> tuple[str, str]:
     """The card set of a stored vector."""
     line1, line2 = bindings.text_out(_LINE), bindings.text_out(_LINE)
-    _check_status("QuorbGetLines", lib.QuorbGetLines(key, line1, line2))
+    _status("QuorbGetLines", key, line1, line2)
     return bindings.read_out(line1), bindings.read_out(line2)
 
 
 def parse(line1: str, line2: str) -> StateVector:
     """The fields of a card set, without storing it."""
     out = _FieldOutputs()
-    _check_status("QuorbParse", lib.QuorbParse(*_lines_in(line1, line2), *out.args()))
+    _status("QuorbParse", *_lines_in(line1, line2), *out.args())
     return out.vector()
 
 
 def fields_to_lines(vector: StateVector) -> tuple[str, str]:
     """The card set of a vector's fields, without storing it."""
-    line1, line2 = bindings.text_out(_LINE), bindings.text_out(_LINE)
-    lib.QuorbFieldsToLines(*_fields_in(vector), line1, line2)
-    return _lines("QuorbFieldsToLines", line1, line2)
+    return _lines("QuorbFieldsToLines", *_fields_in(vector))

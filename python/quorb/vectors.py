@@ -3,13 +3,14 @@ from __future__ import annotations
 
 import ctypes
 import dataclasses
+import datetime
 import math
 from dataclasses import dataclass
 
 from . import bindings
-from .epochs import ds50_to_epoch, epoch_to_ds50
+from .epochs import ds50_to_epoch, epoch_to_datetime, epoch_to_ds50
 from .names import ArrayPosition as _At
-from .names import Field, Order  # noqa: F401 (part of this module's interface)
+from .names import Field, LoadReportKind, Order
 
 ARRAY_LENGTH = int(_At.SIZE)
 COVARIANCE_LENGTH = ARRAY_LENGTH - _At.COVARIANCE
@@ -59,6 +60,34 @@ class StateVector:
     coord_sys: str = ""
     controls: Controls | None = None
     covariance: tuple[float, ...] | None = None
+
+    @property
+    def epoch_datetime(self) -> datetime.datetime:
+        """The epoch as an aware datetime in UTC (to the microsecond)."""
+        return epoch_to_datetime(self.epoch)
+
+
+@dataclass(frozen=True)
+class DroppedLine:
+    """An input line that added no vector, and why."""
+
+    kind: LoadReportKind
+    file: str
+    line: int  # from 1; 0 for a whole file
+    message: str  # the library's line about it, '' when it wrote none
+
+
+@dataclass(frozen=True)
+class LoadResult:
+    """What a load did: its totals line's counts, its status and every line
+    that added no vector."""
+
+    total: int
+    loaded: int
+    duplicate: int
+    bad: int
+    status: int  # what QuorbLoadFile returned
+    dropped: tuple[DroppedLine, ...]
 
 
 _CONTROLS_FLAG = _At.CONTROLS_FLAG

@@ -50,34 +50,56 @@ class QuorbTest(StoreTestCase):
         for row, (add, given, stored) in enumerate(rows):
             quorb.remove_all()
             self.assertEqual((quorb.data_to_array(key := add(given)), quorb.get_all_fields(key)),
-                             (stored, replace(stored, controls=None, covariance=None)), row)
+                             (stored, stored), row)
         for refused in (replace(PLAIN, coord_sys="XYZ"), replace(PLAIN, covariance=COVARIANCE)):
             with self.subTest(refused=refused), self.assertRaises(ValueError):
                 quorb.add_array(refused)  # no code for XYZ; a covariance travels only with controls
         self.assertEqual((quorb.parse(*ISS_LINES), quorb.lines_to_array(*ISS_LINES)), (ISS, ISS))
         self.assertEqual((quorb.array_to_lines(ISS), quorb.fields_to_lines(ISS)), (ISS_LINES,) * 2)
 
-    def test_failed_calls_raise_with_the_library_line(self) -> None:
-        swapped, missing = ISS_LINES[::-1], SOURCE_DIR / "none.inp" / "x"
-        # Call, arguments, result (-1: no key, 2: failed, None: none returned), line. A row
-        # expecting no line follows one that wrote a line: no earlier line is carried.
-        rows = [*((call, swapped, result, INVALID_CARDS) for call, result in
+    def test_failed_calls_raise_by_kind_with_the_line_of_that_call(self) -> None:
+        swapped, missing_dir = ISS_LINES[::-1], SOURCE_DIR / "none.inp"
+        invalid, not_stored = quorb.InvalidValueError, quorb.NotStoredError
+        # Call, arguments, exception, result (-1: no key, 2: failed, None: none returned),
+        # line. A row expecting no line follows one that wrote a line: none is carried.
+        rows = [*((call, swapped, invalid, result, INVALID_CARDS) for call, result in
                   ((quorb.add_lines, -1), (quorb.parse, 2), (quorb.lines_to_array, 2))),
-                (quorb.array_to_lines, (replace(FAR, sat_num=-1),), None, NO_LINE),  # no vector
-                (quorb.add_array, (FAR,), -1, OUT_OF_RANGE),
-                (quorb.fields_to_lines, (FAR,), None, OUT_OF_RANGE),
-                (quorb.fields_to_sat_key, (25544, "not an epoch"), -1, NO_LINE),
-                *((call, (missing,), 2, f'Cannot open file "{missing}"')
-                  for call in (quorb.load_file, quorb.save_file)),
-                *((call, (MISSING_KEY, *more), 2, f" {MISSING_KEY} in") for call, *more in (
-                    (quorb.get_field, 1), (quorb.set_field, 1, 1), (quorb.update_fields, FAR),
-                    (quorb.update_array, FAR), (quorb.get_all_fields,), (quorb.get_lines,),
-                    (quorb.data_to_array,), (quorb.remove,)))]
-        for call, args, result, line in rows:
-            with self.assertRaises(quorb.QuorbError, msg=call.__name__) as caught:
+                (quorb.array_to_lines, (replace(FAR, sat_num=-1),), invalid, None, NO_LINE),
+                (quorb.add_array, (FAR,), invalid, -1, OUT_OF_RANGE),
+                (quorb.fields_to_lines, (FAR,), invalid, None, OUT_OF_RANGE),
+                (quorb.fields_to_sat_key, (25544, "not an epoch"), invalid, -1, NO_LINE),
+                (quorb.get_field, (quorb.add_lines(*ISS_LINES), 8), invalid, None, "8 names no"),
+                *((call, (MISSING_KEY, *more), not_stored, 2, f" {MISSING_KEY} in")
+                  for call, *more in (
+                      (quorb.get_field, 1), (quorb.set_field, 1, 1), (quorb.update_fields, FAR),
+                      (quorb.update_array, FAR), (quorb.get_all_fields,), (quorb.get_lines,),
+                      (quorb.data_to_array,), (quorb.remove,))),
+                (quorb.remove, (10,), not_stored, 2, "DMA doesn't exist"),
+                (quorb.to_arrays, ([MISSING_KEY],), not_stored, None, f" {MISSING_KEY} in")]
+        for call, args, kind, result, line in rows:
+            with self.assertRaises(kind, msg=call.__name__) as caught:
                 call(*args)
             self.assertEqual(caught.exception.result, result, call.__name__)
             self.assertRegex(caught.exception.line, line, call.__name__)
+        for call, path, kind in ((quorb.load_file, missing_dir, FileNotFoundError),
+                                 (quorb.load_file, SOURCE_DIR, IsADirectoryError),
+                                 (quorb.save_file, missing_dir / "x", FileNotFoundError)):
+            self.assertRaisesRegex(kind, "Cannot open file", call, path)
+        quorb.load_file(SOURCE_DIR / "examples" / "catalog.inp")
+        self.assertEqual(quorb.last_error(), "")
+
+    def test_loads_count_and_name_every_line_that_added_no_vector(self) -> None:
+        kind = quorb.names.LoadReportKind
+        result = quorb.load_file(SOURCE_DIR / "tests" / "data" / "bad_cards.txt")
+        self.assertEqual((result.total, result.loaded, result.duplicate, result.bad,
+                          result.status), (10, 3, 0, 7, 2))
+        self.assertEqual([(entry.kind, entry.line) for entry in result.dropped], [
+            (kind.NO_1P, 4), (kind.REJECTED, 6), (kind.REJECTED, 8), (kind.NO_2P, 10),
+            (kind.UNRECOGNISED, 11), (kind.NO_1P, 12), (kind.REJECTED, 14), (kind.NO_KEY, 17),
+            (kind.REJECTED, 21)])
+        self.assertRegex(result.dropped[1].message, "classify level 'u'")
+        self.assertTrue(all(entry.file.endswith("bad_cards.txt") for entry in result.dropped))
+        self.assertEqual(quorb.load_file(SOURCE_DIR / "tests/data/bad_cards.txt").duplicate, 3)
 
     def test_key_modes_and_orders_are_enums(self) -> None:
         direct, composed = KeyMode.DIRECT, KeyMode.COMPOSED
