@@ -1,5 +1,5 @@
-# Installation: the shared library with its SONAME links, the public headers,
-# the quorb command, a CMake package (quorb::quorb for
+# Installation of the library: the shared library with its SONAME links, the
+# public headers, a CMake package (quorb::quorb for
 # find_package(quorb CONFIG)) and quorb.pc for pkg-config.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -29,13 +29,3 @@ file(RELATIVE_PATH QUORB_PKGCONFIG_TO_PREFIX
 string(REGEX REPLACE "/$" "" QUORB_PKGCONFIG_TO_PREFIX ${QUORB_PKGCONFIG_TO_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/quorb.pc.in ${PROJECT_BINARY_DIR}/quorb.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quorb.pc DESTINATION ${QUORB_PKGCONFIG_INSTALL_DIR})
-
-# The quorb command is defined in tools/, which the top directory reads after
-# this file: its rule is added once the whole top directory has been read.
-function(quorb_install_command)
-  if(TARGET quorb_cli)
-    set_target_properties(quorb_cli PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-    install(TARGETS quorb_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  endif()
-endfunction()
-cmake_language(DEFER CALL quorb_install_command)

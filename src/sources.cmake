@@ -1,0 +1,30 @@
+# The library's sources, for the library's build and the fuzz build alike.
+set(QUORB_SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/DllExports/QUORB/QuorbDllExports.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DllExports/QUORB/QuorbDllVarsUtils.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/BlockPool.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/CardEvents.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/CardFields.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/CardPass.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/KeyIndex.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/LargeMappings.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/LoadReport.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/ManeuverBuffer.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbCardReading.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbFileLoading.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbTree.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbTypes.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbZyrReading.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/Alpha5.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/Calendar.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/DmaKeys.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/FileUnits.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/KeyModes.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/Maneuvers.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/MessageText.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/SoftwareInfo.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/Sorting.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/StringUtils.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Services/TraceLog.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Templates/TreeTemplate.cpp
+)
