@@ -114,7 +114,7 @@ int64_t AddDmaVector(const QuorbRecord& rec, bool* linked) {
   DmaHolder* holder = AllocDmaHolder();
   if (!holder) {
     TraceLogError("AddRecToMem: Cannot allocate memory for a new dma.");
-    return -1;
+    return QUORB_KEY_NONE;
   }
   const int64_t address = reinterpret_cast<intptr_t>(holder);
   holder->elsetType = kVectorElsetType;
@@ -144,7 +144,7 @@ int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool* linked
   }
   if (DupKeyModeGet() != 0) return composed;
   LogKeyMessage("AddRecToMem: Duplicated record/key ", composed, " found.");
-  return 0;
+  return QUORB_KEY_DUPLICATE;
 }
 
 // Releases a DMA holder's vector and frees the holder unless another
@@ -251,10 +251,10 @@ void QuorbEndRead() {
 
 int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked) {
   if (linked) *linked = false;
-  if (ValidateQuorbValues(rec) != 0) return -1;
+  if (ValidateQuorbValues(rec) != 0) return QUORB_KEY_NONE;
   if (KeyModeInForce() == 1) return AddDmaVector(rec, linked);
   const int64_t composed = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
-  if (composed == -1) return -1;
+  if (composed == QUORB_KEY_NONE) return QUORB_KEY_NONE;
   return AddComposedVector(rec, composed, linked);
 }
 
@@ -430,10 +430,10 @@ int32_t QuorbEmptyTree() {
 }
 
 int64_t QuorbSatKeyGet(int32_t satNum) {
-  if (QuorbTreeIsEmpty()) return -1;
+  if (QuorbTreeIsEmpty()) return QUORB_KEY_NONE;
   ReadScope read;
   const QuorbBinTree* node = FindAssociatedKey(quorbTreeRoot, satNum);
-  return node ? node->key : -1;
+  return node ? node->key : int64_t{QUORB_KEY_NONE};
 }
 
 int32_t QuorbGetNumOfTreeNodes() {

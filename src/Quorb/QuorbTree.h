@@ -30,9 +30,10 @@ inline constexpr int32_t kNotFoundSatNum = -123;
 bool QuorbTreeIsEmpty();
 
 // Validates rec and stores a copy under a key of the key mode in force.
-// Returns the key, -1 when the vector cannot be stored, 0 for a duplicate
-// refused in duplicate mode 0 (another mode answers with the stored key).
-// *linked tells whether a new node entered the tree.
+// Returns the key, QUORB_KEY_NONE when the vector cannot be stored, or
+// QUORB_KEY_DUPLICATE for a duplicate refused in duplicate mode 0 (another
+// mode answers with the stored key). *linked tells whether a new node
+// entered the tree.
 int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked = nullptr);
 
 // AddQuorbToMem for a record that the caller has validated and whose
@@ -79,7 +80,7 @@ int32_t QuorbRemoveNode(int64_t key);
 // Removes every vector. Returns 0.
 int32_t QuorbEmptyTree();
 
-// The key of the first stored vector of satNum in pre-order, or -1.
+// The key of the first stored vector of satNum in pre-order, or QUORB_KEY_NONE.
 int64_t QuorbSatKeyGet(int32_t satNum);
 
 // The number of stored vectors, kept as nodes come and go: nothing is walked.

@@ -13,6 +13,7 @@
 #include "Services/Maneuvers.h"
 #include "Services/StringUtils.h"
 #include "Templates/TreeTemplate.h"
+#include "quorb/quorb.h"
 
 namespace quorb {
 namespace {
@@ -150,7 +151,7 @@ void AddVector(VectorDraft& d, LoadCounts& counts) {
   }
   SetText(d.rec.epochDtg, View(DS50ToDate15(YrDays2DS50(*d.year, *d.day))));
   const int64_t key = CreateSatKey(d.rec.satNum, kVectorElsetType, View(d.rec.epochDtg));
-  if (key == -1) {
+  if (key == QUORB_KEY_NONE) {
     ++counts.bad;
     return;
   }

@@ -14,7 +14,7 @@ namespace quorb {
 // What StrToInt and StrToReal yield for a text that holds no number; keyed
 // data treat it as a missing value.
 inline constexpr int32_t kMissingInt = 123456789;
-inline constexpr double kMissingReal = 123456789.0;
+inline constexpr double kMissingReal = kMissingInt;
 
 // Fills out from a host array of out.size() bytes: reading stops at the first
 // zero byte and every position from there on is a blank. A null host array

@@ -244,7 +244,7 @@ int32_t QuorbSaveFile(const char fileName[512], int32_t saveMode) {
 // ---- Keys and adding ------------------------------------------------------
 
 int64_t QuorbAddSatFrLines(const char line1[512], const char line2[512]) {
-  if (!ArgsGiven("QuorbAddSatFrLines", {line1, line2})) return -1;
+  if (!ArgsGiven("QuorbAddSatFrLines", {line1, line2})) return QUORB_KEY_NONE;
   return AddSatFrLines(CharArrToStr<kLineLength>(line1), CharArrToStr<kLineLength>(line2));
 }
 
@@ -257,7 +257,9 @@ int64_t QuorbAddSatFrFields(const double pos[3], const double vel[3], char secCl
                             const char intlDesig[8], const char epochDtg[17], int32_t revNum,
                             int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
                             const char coordSys[5]) {
-  if (!ArgsGiven("QuorbAddSatFrFields", {pos, vel, intlDesig, epochDtg, coordSys})) return -1;
+  if (!ArgsGiven("QuorbAddSatFrFields", {pos, vel, intlDesig, epochDtg, coordSys})) {
+    return QUORB_KEY_NONE;
+  }
   return AddSatFrFields(FieldsIn(pos, vel, secClass, satNum, intlDesig, epochDtg, revNum, elsetNum,
                                  bTerm, agom, inTrackThrust, coordSys));
 }
@@ -297,7 +299,7 @@ int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double
 }
 
 int64_t QuorbFieldsToSatKey(int32_t satNum, const char epochDtg[20]) {
-  if (!ArgsGiven("QuorbFieldsToSatKey", {epochDtg})) return -1;
+  if (!ArgsGiven("QuorbFieldsToSatKey", {epochDtg})) return QUORB_KEY_NONE;
   return FieldsToSatKey(satNum, CharArrToStr<20>(epochDtg));
 }
 
@@ -390,7 +392,7 @@ int32_t QuorbUpdateSatFrArray(int64_t satKey, const double* xa, const char xs[51
 }
 
 int64_t QuorbAddSatFrArray(const double* xa, const char xs[512]) {
-  if (!ArgsGiven("QuorbAddSatFrArray", {xa, xs})) return -1;
+  if (!ArgsGiven("QuorbAddSatFrArray", {xa, xs})) return QUORB_KEY_NONE;
   return AddSatFrArray(xa, CharArrToStr<kLineLength>(xs));
 }
 

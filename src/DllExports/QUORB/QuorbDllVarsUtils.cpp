@@ -77,7 +77,7 @@ std::unique_ptr<CovMatrix> CovarianceFromArray(const double* xa) {
 
 int64_t AddSatFrLines(const Line& line1, const Line& line2) {
   QuorbRecord rec;
-  if (Lines2Quorb(line1, line2, rec) != 0) return -1;
+  if (Lines2Quorb(line1, line2, rec) != 0) return QUORB_KEY_NONE;
   return AddQuorbToMem(rec);
 }
 
@@ -101,7 +101,8 @@ QuorbRecord QuorbFieldsToRec(const VectorFields& fields) {
 
 int64_t AddSatFrFields(const VectorFields& fields) {
   const QuorbRecord rec = QuorbFieldsToRec(fields);
-  return rec.satNum == -1 ? -1 : AddQuorbToMem(rec);
+  if (rec.satNum == -1) return QUORB_KEY_NONE;
+  return AddQuorbToMem(rec);
 }
 
 int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch) {
@@ -112,7 +113,7 @@ int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch) {
 
 int64_t GetSatKey(int32_t satNum) {
   const int64_t key = QuorbSatKeyGet(satNum);
-  if (key == -1) {
+  if (key == QUORB_KEY_NONE) {
     MessageText msg;
     msg.Add("GetSatKey: Unable to locate satellite number ")
         .AddRight(satNum, 9)
@@ -182,7 +183,7 @@ bool ArrayEpochWritten(std::string_view function, const QuorbRecord& rec, const 
 
 int64_t AddSatFrArray(const double* xa, const Line& xs) {
   const QuorbRecord rec = Array2Quorb(xa, xs);
-  if (!ArrayEpochWritten("QuorbAddSatFrArray", rec, xa)) return -1;
+  if (!ArrayEpochWritten("QuorbAddSatFrArray", rec, xa)) return QUORB_KEY_NONE;
   return AddQuorbToMem(rec);
 }
 

@@ -27,21 +27,21 @@ struct VectorFields {
   Text<5> coordSys = BlankText<5>();
 };
 
-// Reads a card set and adds its vector. Returns the store's key, or -1 when
-// the card set is invalid (the store is then not touched).
+// Reads a card set and adds its vector. Returns the store's key, or
+// QUORB_KEY_NONE when the card set is invalid (the store is then not touched).
 int64_t AddSatFrLines(const Line& line1, const Line& line2);
 
 // A validated record of the fields; its satNum is -1 when validation failed.
 QuorbRecord QuorbFieldsToRec(const VectorFields& fields);
 
-// Adds the vector of the fields. Returns the store's key, or -1 when a field
-// is invalid.
+// Adds the vector of the fields. Returns the store's key, or QUORB_KEY_NONE
+// when a field is invalid.
 int64_t AddSatFrFields(const VectorFields& fields);
 
 // The composed key of satNum at a 20-character epoch, without the store.
 int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch);
 
-// The key of a stored vector of satNum, or -1 (logged).
+// The key of a stored vector of satNum, or QUORB_KEY_NONE (logged).
 int64_t GetSatKey(int32_t satNum);
 
 // Truncates an array element toward zero; NaN and values outside 32 bits
@@ -59,8 +59,8 @@ QuorbRecord Array2Quorb(const double* xa, const Line& xs);
 // that Array2Quorb wrote asterisks instead of reading it a century off.
 bool ArrayEpochWritten(std::string_view function, const QuorbRecord& rec, const double* xa);
 
-// Adds the vector of an array. Returns the store's key, or -1 when the
-// vector is invalid or its epoch has no two-digit year.
+// Adds the vector of an array. Returns the store's key, or QUORB_KEY_NONE
+// when the vector is invalid or its epoch has no two-digit year.
 int64_t AddSatFrArray(const double* xa, const Line& xs);
 
 }  // namespace quorb
