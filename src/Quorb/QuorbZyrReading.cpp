@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <limits>
 #include <memory>
 
 #include "Quorb/ManeuverBuffer.h"
@@ -195,16 +194,6 @@ bool IsOne(double v) {
 }
 bool PertsOn() {
   return applyPerts.load(std::memory_order_relaxed);
-}
-
-// v truncated toward zero, or nothing when it is not a 32-bit integer's.
-std::optional<int32_t> TruncToInt32(double v) {
-  if (!std::isfinite(v)) return std::nullopt;
-  const double t = std::trunc(v);
-  if (t < std::numeric_limits<int32_t>::min() || t > std::numeric_limits<int32_t>::max()) {
-    return std::nullopt;
-  }
-  return static_cast<int32_t>(t);
 }
 
 void SetTruncated(int32_t& field, double v) {

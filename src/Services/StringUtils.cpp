@@ -311,9 +311,7 @@ void GetInputStr(std::span<char> out, std::string_view src) {
 
 int32_t StrToInt(std::string_view text) {
   const std::optional<double> value = ReadNumber(text);
-  // Truncation toward zero fits 32 bits exactly inside these bounds.
-  if (!value || !(*value > -2147483649.0 && *value < 2147483648.0)) return kMissingInt;
-  return static_cast<int32_t>(*value);
+  return value ? TruncToInt32(*value).value_or(kMissingInt) : kMissingInt;
 }
 
 double StrToReal(std::string_view text) {

@@ -1,7 +1,7 @@
 #include "DllExports/QUORB/QuorbDllVarsUtils.h"
 
-#include <climits>
 #include <cmath>
+#include <limits>
 
 #include "Quorb/QuorbCardReading.h"
 #include "Quorb/QuorbTree.h"
@@ -14,6 +14,12 @@ namespace quorb {
 namespace {
 
 constexpr double kCovThreshold = 1e-21;
+
+// An integer of the array: an element truncated toward zero. NaN and
+// values outside 32 bits give the least integer, which no check accepts.
+int32_t ArrayInt(double element) {
+  return TruncToInt32(element).value_or(std::numeric_limits<int32_t>::min());
+}
 
 constexpr int kCoordSysOfDate = 1;
 constexpr int kCoordSysMean = 2;
@@ -56,9 +62,9 @@ std::unique_ptr<Card4pInput> ControlsFromArray(const double* xa) {
   auto controls = std::make_unique<Card4pInput>();
   controls->ctrl1 = controls->ctrl2 = controls->ctrl3 = 1;
   int position = QUORB_XA_CONTROLS;
-  for (int32_t* field : FirstGroup(*controls)) *field = TruncToInt32(xa[position++]);
+  for (int32_t* field : FirstGroup(*controls)) *field = ArrayInt(xa[position++]);
   position = QUORB_XA_CONTROLS_MORE;
-  for (int32_t* field : SecondGroup(*controls)) *field = TruncToInt32(xa[position++]);
+  for (int32_t* field : SecondGroup(*controls)) *field = ArrayInt(xa[position++]);
   controls->stepSize = xa[position];
   if (controls->stepMode < 0 || controls->stepMode > 2) controls->stepMode = 0;
   return controls;
@@ -123,11 +129,6 @@ int64_t GetSatKey(int32_t satNum) {
   return key;
 }
 
-int32_t TruncToInt32(double value) {
-  if (!(value > INT32_MIN - 1.0 && value < INT32_MAX + 1.0)) return INT32_MIN;
-  return static_cast<int32_t>(value);
-}
-
 void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
   xs = BlankText<kLineLength>();
   xa[QUORB_XA_SAT_NUM] = rec.satNum;
@@ -151,10 +152,10 @@ void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
 
 QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
   QuorbRecord rec;
-  rec.satNum = TruncToInt32(xa[QUORB_XA_SAT_NUM]);
+  rec.satNum = ArrayInt(xa[QUORB_XA_SAT_NUM]);
   Date15(xa[QUORB_XA_EPOCH], rec.epochDtg);
-  rec.revNum = TruncToInt32(xa[QUORB_XA_REV_NUM]);
-  rec.elsetNum = TruncToInt32(xa[QUORB_XA_ELSET_NUM]);
+  rec.revNum = ArrayInt(xa[QUORB_XA_REV_NUM]);
+  rec.elsetNum = ArrayInt(xa[QUORB_XA_ELSET_NUM]);
   rec.bTerm = xa[QUORB_XA_B_TERM];
   rec.agom = xa[QUORB_XA_AGOM];
   rec.inTrackThrust = xa[QUORB_XA_IN_TRACK_THRUST];
@@ -163,7 +164,7 @@ QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
   std::copy_n(xs.begin() + 1, rec.intlDesig.size(), rec.intlDesig.begin());
   std::copy_n(xa + QUORB_XA_POS, 3, rec.pos);
   std::copy_n(xa + QUORB_XA_VEL, 3, rec.vel);
-  if (TruncToInt32(xa[QUORB_XA_CONTROLS_FLAG]) == 1) {
+  if (ArrayInt(xa[QUORB_XA_CONTROLS_FLAG]) == 1) {
     rec.card4p = ControlsFromArray(xa);
     rec.covMatrix = CovarianceFromArray(xa);
   }

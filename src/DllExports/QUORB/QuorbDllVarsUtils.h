@@ -44,10 +44,6 @@ int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch);
 // The key of a stored vector of satNum, or QUORB_KEY_NONE (logged).
 int64_t GetSatKey(int32_t satNum);
 
-// Truncates an array element toward zero; NaN and values outside 32 bits
-// give INT32_MIN, which no check accepts.
-int32_t TruncToInt32(double value);
-
 // Writes the array positions of rec into xa and its character fields into
 // xs (blank first). Positions the array form does not name are not touched.
 void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs);
