@@ -56,8 +56,8 @@ inline constexpr int kManeuvSlots = 100;
 using CovMatrix = std::array<double, kCovSize>;
 using ManeuvCards = std::array<Line, kManeuvSlots>;
 
-// The plain values of a record: everything but the parts it owns.
-struct QuorbRecordValues {
+// The twelve fields of a vector that a host passes one by one.
+struct VectorFields {
   double pos[3] = {0.0, 0.0, 0.0};  // km, earth-centred inertial
   double vel[3] = {0.0, 0.0, 0.0};  // m/s
   char secClass = 'U';
@@ -70,6 +70,10 @@ struct QuorbRecordValues {
   double agom = 0.0;
   double inTrackThrust = 0.0;  // km/s^2
   Text<5> coordSys = BlankText<5>();
+};
+
+// The plain values of a record: everything but the parts it owns.
+struct QuorbRecordValues : VectorFields {
   int32_t reserved = 0;
   // Kept beside reserved, where it fills what would be padding.
   int32_t numManeuvCards = 0;  // slots of maneuvCards that hold a card

@@ -56,23 +56,32 @@ void LogNotFound(std::string_view function, int64_t key) {
   TraceLogError(msg.View());
 }
 
-VectorFields FieldsIn(const double pos[3], const double vel[3], char secClass, int32_t satNum,
-                      const char intlDesig[8], const char epochDtg[17], int32_t revNum,
-                      int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
-                      const char coordSys[5]) {
-  VectorFields fields;
+// Sets every field but the key fields (satNum and the epoch), which a
+// stored vector's update cannot change, from the host's.
+void NonKeyFieldsIn(VectorFields& fields, const double pos[3], const double vel[3], char secClass,
+                    const char intlDesig[8], int32_t revNum, int32_t elsetNum, double bTerm,
+                    double agom, double inTrackThrust, const char coordSys[5]) {
   std::copy_n(pos, 3, fields.pos);
   std::copy_n(vel, 3, fields.vel);
   fields.secClass = secClass;
-  fields.satNum = satNum;
   fields.intlDesig = FieldIn<8>(intlDesig);
-  fields.epochDtg = FieldIn<17>(epochDtg);
   fields.revNum = revNum;
   fields.elsetNum = elsetNum;
   fields.bTerm = bTerm;
   fields.agom = agom;
   fields.inTrackThrust = inTrackThrust;
   fields.coordSys = FieldIn<5>(coordSys);
+}
+
+VectorFields FieldsIn(const double pos[3], const double vel[3], char secClass, int32_t satNum,
+                      const char intlDesig[8], const char epochDtg[17], int32_t revNum,
+                      int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
+                      const char coordSys[5]) {
+  VectorFields fields;
+  fields.satNum = satNum;
+  fields.epochDtg = FieldIn<17>(epochDtg);
+  NonKeyFieldsIn(fields, pos, vel, secClass, intlDesig, revNum, elsetNum, bTerm, agom,
+                 inTrackThrust, coordSys);
   return fields;
 }
 
@@ -284,16 +293,8 @@ int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double
     LogNotFound("QuorbUpdateSatFrFields", satKey);
     return QUORB_FAILED;
   }
-  std::copy_n(pos, 3, rec.pos);
-  std::copy_n(vel, 3, rec.vel);
-  rec.secClass = secClass;
-  rec.intlDesig = FieldIn<8>(intlDesig);
-  rec.revNum = revNum;
-  rec.elsetNum = elsetNum;
-  rec.bTerm = bTerm;
-  rec.agom = agom;
-  rec.inTrackThrust = inTrackThrust;
-  rec.coordSys = FieldIn<5>(coordSys);
+  NonKeyFieldsIn(rec, pos, vel, secClass, intlDesig, revNum, elsetNum, bTerm, agom, inTrackThrust,
+                 coordSys);
   if (ValidateQuorbValues(rec) != 0) return QUORB_FAILED;
   return QuorbUpdateRec(satKey, rec);
 }

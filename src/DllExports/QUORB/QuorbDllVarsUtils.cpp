@@ -89,18 +89,7 @@ int64_t AddSatFrLines(const Line& line1, const Line& line2) {
 
 QuorbRecord QuorbFieldsToRec(const VectorFields& fields) {
   QuorbRecord rec;
-  std::copy_n(fields.pos, 3, rec.pos);
-  std::copy_n(fields.vel, 3, rec.vel);
-  rec.secClass = fields.secClass;
-  rec.satNum = fields.satNum;
-  rec.intlDesig = fields.intlDesig;
-  rec.epochDtg = fields.epochDtg;
-  rec.revNum = fields.revNum;
-  rec.elsetNum = fields.elsetNum;
-  rec.bTerm = fields.bTerm;
-  rec.agom = fields.agom;
-  rec.inTrackThrust = fields.inTrackThrust;
-  rec.coordSys = fields.coordSys;
+  static_cast<VectorFields&>(rec) = fields;
   if (ValidateQuorbValues(rec) != 0) rec.satNum = -1;
   return rec;
 }

@@ -11,22 +11,6 @@
 
 namespace quorb {
 
-// The twelve scalar fields a host passes one by one.
-struct VectorFields {
-  double pos[3] = {0.0, 0.0, 0.0};
-  double vel[3] = {0.0, 0.0, 0.0};
-  char secClass = 'U';
-  int32_t satNum = 0;
-  Text<8> intlDesig = BlankText<8>();
-  Text<17> epochDtg = BlankText<17>();
-  int32_t revNum = 0;
-  int32_t elsetNum = 0;
-  double bTerm = 0.0;
-  double agom = 0.0;
-  double inTrackThrust = 0.0;
-  Text<5> coordSys = BlankText<5>();
-};
-
 // Reads a card set and adds its vector. Returns the store's key, or
 // QUORB_KEY_NONE when the card set is invalid (the store is then not touched).
 int64_t AddSatFrLines(const Line& line1, const Line& line2);
