@@ -1,5 +1,5 @@
-// Keyed vector and control data: one lower-case key and its value per line,
-// read from an open unit to its end.
+// Keyed vector and control data ("Zyr" in the names): one lower-case key and
+// its value per line, read from an open unit to its end.
 //
 // Vector data ("pos_vel_eci_..." and "covariance_..." keys) describe one
 // vector, which is added under a composed key whatever the key modes say.

@@ -20,7 +20,7 @@ struct DmaHolder {
   int32_t elsetType;  // 4 for vectors of this library
   int32_t padding0;
   QuorbRecord* rec;  // owned by the holder
-  int32_t word24;
+  int32_t word24;    // 0; kept for other components
   int32_t padding1;
   void* attachA;  // data other components attach to the vector
   void* attachB;

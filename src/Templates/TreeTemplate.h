@@ -124,9 +124,10 @@ void BalanceHeavy(Node*& link, int32_t& shrunk) {
 // An AVL tree of 2^63 nodes is less than 1.45 * 63 levels high.
 inline constexpr int kMaxTreeHeight = 96;
 
-// Links node (key set, links empty, balance 0) into the subtree at link.
-// equal(existing, node) tells a duplicate (status 3) from a key collision
-// (status 2); in both cases nothing is linked and the counter stays.
+// Links node (key set, links empty, balance 0) into the subtree at link: a
+// loop, despite its name. equal(existing, node) tells a duplicate (status 3)
+// from a key collision (status 2); in both cases nothing is linked and the
+// counter stays.
 //
 // The walk goes down remembering the links it passed, then back up while
 // the subtree below has grown by a level, adjusting balances and rotating
@@ -191,7 +192,7 @@ void BalanceRightHeavy(Node*& link, int32_t& shrunk) {
 }
 
 // Moves the in-order predecessor (the rightmost node below link) into
-// target and frees the predecessor's node.
+// target and frees the predecessor's node: a move, not a swap.
 template <class Node>
 void SwapNode(Node*& link, Node* target, int32_t& shrunk) {
   Node* current = link;

@@ -1,5 +1,5 @@
-// Internal routines behind the exported functions: building records from
-// card sets, fields and arrays, adding them, and computing keys.
+// The exports' conversion helpers: records from card sets, host fields and
+// the array form and back, adding them to the store, and computing keys.
 #ifndef QUORB_DLLEXPORTS_QUORB_QUORBDLLVARSUTILS_H_
 #define QUORB_DLLEXPORTS_QUORB_QUORBDLLVARSUTILS_H_
 
