@@ -28,7 +28,7 @@
 namespace quorb {
 
 // The reader steps of the protocol, with the trace log held between them.
-// StoreRead and RecordAccess pair them; nothing else calls them.
+// StoreRead pairs them; nothing else calls them.
 void QuorbBeginRead();
 void QuorbEndRead();
 
@@ -58,7 +58,9 @@ class StoreWrite {
 };
 
 // Runs change with the store to itself: other writers are shut out by
-// cs_updatenote, readers by the protocol.
+// cs_updatenote, readers by the protocol. A function rather than a guard: a
+// critical section is a block, which no constructor can open for a
+// destructor to close.
 template <class Change>
 void WithStoreWrite(const Change& change) {
   TraceLogHoldBegin();
