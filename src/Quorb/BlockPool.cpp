@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <mutex>
 #include <new>
-#include <thread>
 #include <utility>
 
 #include "Quorb/LargeMappings.h"
@@ -25,15 +24,7 @@ namespace {
 constexpr std::size_t kFirstSlabBytes = std::size_t{256} << 10;
 constexpr std::size_t kLargestSlabBytes = std::size_t{64} << 20;
 
-constexpr int kSpinsBeforeYield = 64;
-
 }  // namespace
-
-void SpinLock::WaitWhileHeld() const {
-  for (int spins = 0; held_.load(std::memory_order_relaxed); ++spins) {
-    if (spins >= kSpinsBeforeYield) std::this_thread::yield();
-  }
-}
 
 BlockPool::BlockPool(std::size_t blockSize) : blockSize_(std::max(blockSize, sizeof(FreeBlock))) {}
 

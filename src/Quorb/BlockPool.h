@@ -7,9 +7,10 @@
 #ifndef QUORB_QUORB_BLOCKPOOL_H_
 #define QUORB_QUORB_BLOCKPOOL_H_
 
-#include <atomic>
 #include <cstddef>
 #include <vector>
+
+#include "Services/Locks.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QUORB_ADDRESS_SANITIZER 1
@@ -20,21 +21,6 @@
 #endif
 
 namespace quorb {
-
-// A lock held for a few instructions at a time: cheaper than a mutex while
-// free; a thread that finds it held spins briefly, then yields.
-class SpinLock {
- public:
-  void lock() {
-    while (held_.exchange(true, std::memory_order_acquire)) WaitWhileHeld();
-  }
-  void unlock() { held_.store(false, std::memory_order_release); }
-
- private:
-  void WaitWhileHeld() const;
-
-  std::atomic<bool> held_{false};
-};
 
 class BlockPool {
  public:
@@ -65,7 +51,7 @@ class BlockPool {
   void AddSlab();
 
   const std::size_t blockSize_;
-  mutable SpinLock lock_;
+  BlockPoolLock lock_;
   FreeBlock* freeList_ = nullptr;
   char* nextFresh_ = nullptr;
   char* slabEnd_ = nullptr;

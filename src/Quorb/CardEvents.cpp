@@ -7,6 +7,7 @@
 #include "Services/Calendar.h"
 #include "Services/Maneuvers.h"
 #include "Services/StringUtils.h"
+#include "quorb/quorb.h"
 
 namespace quorb {
 namespace {
@@ -30,7 +31,7 @@ int32_t ReadCardSetOfCards(const Line& line1, const Line& line2, QuorbRecord& re
 }
 
 int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey) {
-  composedKey = -1;
+  composedKey = QUORB_KEY_NONE;
   const int32_t status = ValidateQuorbValues(rec);
   if (status == 0) composedKey = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
   return status;

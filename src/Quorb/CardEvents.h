@@ -26,7 +26,8 @@ int32_t ReadCardSet(const Line& line1, const Line& line2, QuorbRecord& rec);
 int32_t ReadCardSetOfCards(const Line& line1, const Line& line2, QuorbRecord& rec);
 
 // Validates a card set read by ReadCardSet and keys it: 0 with the key in
-// composedKey (-1 when the vector cannot be keyed), or 2 after logging why.
+// composedKey (QUORB_KEY_NONE when the vector cannot be keyed), or 2 after
+// logging why.
 int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey);
 
 enum class CardEventKind : uint8_t {

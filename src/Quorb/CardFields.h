@@ -1,5 +1,8 @@
 // Column-bound numeric fields of the cards: read by their columns alone,
 // blanks ignored anywhere, written right-aligned with asterisks when too wide.
+// Their rules differ from those of StrToInt and StrToReal (which read the
+// number a free-form value text begins with and ignore the rest): a field is
+// read whole, may imply its decimal point and refuses what it cannot hold.
 #ifndef QUORB_QUORB_CARDFIELDS_H_
 #define QUORB_QUORB_CARDFIELDS_H_
 

@@ -13,6 +13,7 @@
 #include "Quorb/QuorbZyrReading.h"
 #include "Services/BatchQueue.h"
 #include "Services/TraceLog.h"
+#include "quorb/quorb.h"
 #include "quorb/quorb_services.h"
 
 namespace quorb {
@@ -112,10 +113,10 @@ class CardPass {
   // Validates, keys and stores a card set read with the given status; line
   // is its 2P card's.
   void Settle(int32_t status, const QuorbRecord& rec, int32_t line) {
-    int64_t composedKey = -1;
+    int64_t composedKey = QUORB_KEY_NONE;
     if (status == 0) status = ValidateAndKey(rec, composedKey);
     status_ = status;
-    if (status != 0 || composedKey == -1) {
+    if (status != 0 || composedKey == QUORB_KEY_NONE) {
       ++counts_.bad;
       Report(status != 0 ? LOAD_REPORT_REJECTED : LOAD_REPORT_NO_KEY, line);
       return;
@@ -123,9 +124,9 @@ class CardPass {
     bool linked = false;
     const int64_t key = AddValidQuorbToMem(rec, composedKey, &linked);
     if (key <= 0) {
-      Report(key == 0 ? LOAD_REPORT_DUPLICATE : LOAD_REPORT_NOT_STORED, line);
+      Report(key == QUORB_KEY_DUPLICATE ? LOAD_REPORT_DUPLICATE : LOAD_REPORT_NOT_STORED, line);
     }
-    if (key == 0) {
+    if (key == QUORB_KEY_DUPLICATE) {
       ++counts_.dup;
     } else if (key > 0) {
       ++counts_.loaded;

@@ -14,13 +14,15 @@ namespace quorb {
 
 // Codes of QuorbCardType.
 inline constexpr int32_t kCard1P = 2;
-inline constexpr int32_t kCardFileKeyword = 3;  // VECFIL, VECTORFILE, ELTFIL, ELSETFILE, SATFIL
+// VECFIL, VECTORFILE, ELTFIL, ELSETFILE or SATFIL: names a card-set file.
+inline constexpr int32_t kCardFileKeyword = 3;
 inline constexpr int32_t kCard2P = 4;
-inline constexpr int32_t kCardZyrVecFile = 5;   // ZYRVECFILE
-inline constexpr int32_t kCardZyrVecData = 6;   // POS_VEL_ECI_STATE
-inline constexpr int32_t kCardZyrCtrlFile = 7;  // ZYRCTRLFILE
-inline constexpr int32_t kCardZyrCtrlData = 8;  // RUN_OPTION_DC_ONLY
-inline constexpr int32_t kCardDmaOn = 9;        // KT_DMA_ON
+// ("Zyr" marks keyed data, Quorb/QuorbZyrReading.h.)
+inline constexpr int32_t kCardZyrVecFile = 5;   // ZYRVECFILE: names a keyed vector file
+inline constexpr int32_t kCardZyrVecData = 6;   // POS_VEL_ECI_STATE: keyed vector data follow
+inline constexpr int32_t kCardZyrCtrlFile = 7;  // ZYRCTRLFILE: names a keyed control file
+inline constexpr int32_t kCardZyrCtrlData = 8;  // RUN_OPTION_DC_ONLY: keyed controls follow
+inline constexpr int32_t kCardDmaOn = 9;        // KT_DMA_ON: direct-address keys from here on
 inline constexpr int32_t kCardOther = 100;
 
 // Columns of a card; a card line holds them within its 512 characters.

@@ -10,9 +10,9 @@
 #include "Quorb/QuorbTree.h"
 #include "Quorb/QuorbZyrReading.h"
 #include "Services/FileUnits.h"
+#include "Services/Locks.h"
 #include "Services/MessageText.h"
 #include "Services/StringUtils.h"
-#include "Services/ThreadAnnotations.h"
 #include "Services/TraceLog.h"
 #include "quorb/quorb_services.h"
 
@@ -22,9 +22,6 @@ namespace {
 constexpr std::size_t kSatNumFieldWidth = 5;
 constexpr std::string_view kSaveHeader = "*** Orbital Elements - Quorb Vectors ***";
 constexpr int kSaveLeadingEmptyLines = 3;
-
-// Stands for cs_readonlyquorbs in the sanitizer's view of the section.
-char readOnlyQuorbsToken;
 
 // Set while this thread loads: a sink that starts a load from one of its
 // lines would reopen the load's units and enter its card pass twice.
@@ -157,12 +154,7 @@ int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& co
 int32_t ReadOnlyQuorbs(std::string_view topPath, std::string_view unitPath, int32_t unit,
                        LoadCounts& counts) {
   int32_t status = 0;
-#pragma omp critical(cs_readonlyquorbs)
-  {
-    AnnotateAcquire(&readOnlyQuorbsToken);
-    status = RunCardPass({topPath, unitPath}, unit, counts);
-    AnnotateRelease(&readOnlyQuorbsToken);
-  }
+  InReadOnlyQuorbsSection([&] { status = RunCardPass({topPath, unitPath}, unit, counts); });
   return status;
 }
 

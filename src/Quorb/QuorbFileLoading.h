@@ -50,11 +50,12 @@ int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts);
 // non-zero status stops the load at once, without the totals line.
 int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& counts);
 
-// One card pass over an open unit, adding to counts. topPath is the path of
-// the file named to the load, also when the unit holds an included file
-// (keyed control data take their satellite number from it); unitPath is the
-// unit's own. Returns the status of the last card set read (0, or 2 when it
-// was rejected), or that of the keyed data that end the unit.
+// One card pass over an open unit (not read-only: it stores the vectors it
+// reads), adding to counts. topPath is the path of the file named to the
+// load, also when the unit holds an included file (keyed control data take
+// their satellite number from it); unitPath is the unit's own. Returns the
+// status of the last card set read (0, or 2 when it was rejected), or that
+// of the keyed data that end the unit.
 int32_t ReadOnlyQuorbs(std::string_view topPath, std::string_view unitPath, int32_t unit,
                        LoadCounts& counts);
 

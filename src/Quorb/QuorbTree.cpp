@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <memory>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -14,7 +12,6 @@
 #include "Services/DmaKeys.h"
 #include "Services/MessageText.h"
 #include "Services/Sorting.h"
-#include "Services/ThreadAnnotations.h"
 #include "Services/TraceLog.h"
 #include "Templates/TreeTemplate.h"
 #include "quorb/quorb_services.h"
@@ -26,57 +23,17 @@ constexpr int kMaxKeyTries = 100;
 
 QuorbBinTree* quorbTreeRoot = nullptr;
 // Finds the records of composed keys without walking the tree; changed only
-// together with the tree, under write access.
+// together with the tree, by writers.
 KeyIndex recordIndex;
-// The number of nodes in the tree, changed together with it under write
-// access and read under a read, so that counting walks nothing.
-int32_t nodeCount = 0;
-// Mirrors quorbTreeRoot for the lock-free emptiness test.
-std::atomic<bool> treeEmpty{true};
-std::atomic<int32_t> isUpdating{0};
-std::atomic<int32_t> numReads{0};
-// Stands for cs_updatenote in the sanitizer's view of the critical section.
-char updateNoteToken;
+// The number of nodes in the tree, changed together with it by writers and
+// read under a read, so that counting walks nothing; atomic only for the
+// emptiness test, which reads it without the protocol.
+std::atomic<int32_t> nodeCount{0};
 
-// Spins briefly, then yields, then sleeps, until done() holds.
-template <class Done>
-void WaitUntil(const Done& done) {
-  for (int round = 0; !done(); ++round) {
-    if (round < 64) continue;
-    if (round < 1024) {
-      std::this_thread::yield();
-    } else {
-      std::this_thread::sleep_for(std::chrono::microseconds(50));
-    }
-  }
+// Writers change the count one at a time: no read-modify-write is needed.
+void AddToNodeCount(int32_t change) {
+  nodeCount.store(nodeCount.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
 }
-
-// Runs change with the tree to itself: other writers are shut out by the
-// critical section, readers by the flag and the count. Lines logged inside
-// reach the sink only once the section is left.
-template <class Change>
-void WithWriteAccess(const Change& change) {
-  TraceLogHoldBegin();
-#pragma omp critical(cs_updatenote)
-  {
-    AnnotateAcquire(&updateNoteToken);
-    isUpdating.store(1, std::memory_order_seq_cst);
-    WaitUntil([] { return numReads.load(std::memory_order_seq_cst) <= 0; });
-    change();
-    treeEmpty.store(quorbTreeRoot == nullptr, std::memory_order_relaxed);
-    isUpdating.store(0, std::memory_order_seq_cst);
-    AnnotateRelease(&updateNoteToken);
-  }
-  TraceLogHoldEnd();
-}
-
-class ReadScope {
- public:
-  ReadScope() { QuorbBeginRead(); }
-  ~ReadScope() { QuorbEndRead(); }
-  ReadScope(const ReadScope&) = delete;
-  ReadScope& operator=(const ReadScope&) = delete;
-};
 
 int32_t KeyModeInForce() {
   return UseAllKeyMode() ? AllKeyModeGet() : ElsetKeyModeGet();
@@ -94,7 +51,7 @@ bool HolderValidFor(const DmaHolder* holder, int64_t key) {
 template <class Use>
 bool WithDmaRecord(int64_t key, const Use& use) {
   DmaHolder* holder = KeyToCPtr(key);
-  std::lock_guard lock(HolderLock(holder));
+  const HolderRecordLock lock(holder);
   if (!HolderValidFor(holder, key) || !holder->rec) return false;
   use(*holder->rec);
   return true;
@@ -114,7 +71,7 @@ int64_t AddDmaVector(const QuorbRecord& rec, bool* linked) {
   DmaHolder* holder = AllocDmaHolder();
   if (!holder) {
     TraceLogError("AddRecToMem: Cannot allocate memory for a new dma.");
-    return -1;
+    return QUORB_KEY_NONE;
   }
   const int64_t address = reinterpret_cast<intptr_t>(holder);
   holder->elsetType = kVectorElsetType;
@@ -144,11 +101,11 @@ int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool* linked
   }
   if (DupKeyModeGet() != 0) return composed;
   LogKeyMessage("AddRecToMem: Duplicated record/key ", composed, " found.");
-  return 0;
+  return QUORB_KEY_DUPLICATE;
 }
 
 // Releases a DMA holder's vector and frees the holder unless another
-// component attached data to it. Called under write access, so no walk
+// component attached data to it. Called inside WithStoreWrite, so no walk
 // reads the record while it goes.
 int32_t RemoveDmaLocked(int64_t key) {
   DmaHolder* holder = KeyToCPtr(key);
@@ -160,7 +117,7 @@ int32_t RemoveDmaLocked(int64_t key) {
     TraceLogError("RemoveDMA: This DMA object isn't a correct object.");
     return QUORB_FAILED;
   }
-  std::lock_guard lock(HolderLock(holder));
+  const HolderRecordLock lock(holder);
   delete std::exchange(holder->rec, nullptr);
   if (!holder->attachA && !holder->attachB) FreeDmaHolder(holder);
   return 0;
@@ -230,31 +187,15 @@ void SortedTreeKeys(int32_t& count, int64_t* keys, int32_t order) {
 }  // namespace
 
 bool QuorbTreeIsEmpty() {
-  return treeEmpty.load(std::memory_order_relaxed);
-}
-
-void QuorbBeginRead() {
-  TraceLogHoldBegin();
-  for (;;) {
-    numReads.fetch_add(1, std::memory_order_seq_cst);
-    if (isUpdating.load(std::memory_order_seq_cst) == 0) return;
-    // A writer is active: step back out so it can finish, then retry.
-    numReads.fetch_sub(1, std::memory_order_seq_cst);
-    WaitUntil([] { return isUpdating.load(std::memory_order_seq_cst) == 0; });
-  }
-}
-
-void QuorbEndRead() {
-  numReads.fetch_sub(1, std::memory_order_seq_cst);
-  TraceLogHoldEnd();
+  return nodeCount.load(std::memory_order_relaxed) == 0;
 }
 
 int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked) {
   if (linked) *linked = false;
-  if (ValidateQuorbValues(rec) != 0) return -1;
+  if (ValidateQuorbValues(rec) != 0) return QUORB_KEY_NONE;
   if (KeyModeInForce() == 1) return AddDmaVector(rec, linked);
   const int64_t composed = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
-  if (composed == -1) return -1;
+  if (composed == QUORB_KEY_NONE) return QUORB_KEY_NONE;
   return AddComposedVector(rec, composed, linked);
 }
 
@@ -271,12 +212,12 @@ int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
   // The key is read inside the section: once linked, the node belongs to
   // the tree and other writers may change or free it.
   int64_t key = node->key;
-  WithWriteAccess([&] {
+  WithStoreWrite([&] {
     for (int tries = 0;;) {
       AddNodeRecursive(quorbTreeRoot, node, status, equal);
       if (status == kTreeLinked || status == kTreeLinkedGrew) {
         if (node->rec) recordIndex.Set(key, node->rec.get());
-        ++nodeCount;
+        AddToNodeCount(1);
         break;
       }
       if (status == kTreeDuplicate) break;
@@ -301,8 +242,8 @@ void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
       SetMessage(msg, "FindRec: Invalid DMA key (<=0).");
       return;
     }
-    const DmaHolder* holder = KeyToCPtr(key);
-    std::lock_guard lock(HolderLock(holder));
+    const RecordAccess access(key);
+    const DmaHolder* holder = access.holder();
     if (HolderValidFor(holder, key) && QuorbElsetType(holder->elsetType) && holder->rec) {
       rec = *holder->rec;
     }
@@ -312,7 +253,7 @@ void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
     SetMessage(msg, "FindRec: Search tree is empty.");
     return;
   }
-  ReadScope read;
+  const StoreRead read;
   if (const QuorbRecord* stored = recordIndex.Find(key)) {
     rec = *stored;
   } else {
@@ -320,38 +261,29 @@ void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg) {
   }
 }
 
-bool QuorbReadRec(int64_t key, const RecordReader& read, FindMessage* msg) {
+const QuorbRecord* QuorbFindRecPtr(const RecordAccess& access, FindMessage* msg) {
   SetMessage(msg, "");
-  if (IsDMA(key)) {
+  const int64_t key = access.key();
+  if (access.isDma()) {
+    const DmaHolder* holder = access.holder();
     if (key <= 0) {
       SetMessage(msg, "FindRecPtr: Invalid DMA key (<=0).");
-      return false;
-    }
-    const DmaHolder* holder = KeyToCPtr(key);
-    std::lock_guard lock(HolderLock(holder));
-    if (!HolderValidFor(holder, key)) {
+    } else if (!HolderValidFor(holder, key)) {
       SetMessage(msg, "FindRecPtr: Invalid DMA key.");
-      return false;
-    }
-    if (!holder->rec) {
+    } else if (!holder->rec) {
       SetMessage(msg, "FindRecPtr: Prop data doesn't exist.");
-      return false;
+    } else {
+      return holder->rec;
     }
-    read(*holder->rec);
-    return true;
+    return nullptr;
   }
-  ReadScope scope;
   if (!quorbTreeRoot) {
     SetMessage(msg, "FindRecPtr: Search tree is empty.");
-    return false;
+    return nullptr;
   }
   const QuorbRecord* stored = recordIndex.Find(key);
-  if (!stored) {
-    SetMessage(msg, "FindRecPtr: search key doens't exist.");
-    return false;
-  }
-  read(*stored);
-  return true;
+  if (!stored) SetMessage(msg, "FindRecPtr: search key doens't exist.");
+  return stored;
 }
 
 int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
@@ -369,7 +301,7 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
     return 0;  // the former record goes with replacement, outside the lock
   }
   int32_t status = 0;
-  WithWriteAccess([&] {
+  WithStoreWrite([&] {
     QuorbBinTree* node = FindNode(quorbTreeRoot, key);
     if (!node) {
       status = 3;
@@ -388,7 +320,7 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
 bool QuorbModifyRec(int64_t key, const std::function<void(QuorbRecord&)>& change) {
   if (IsDMA(key)) return WithDmaRecord(key, change);
   bool found = false;
-  WithWriteAccess([&] {
+  WithStoreWrite([&] {
     if (QuorbRecord* rec = recordIndex.Find(key)) {
       change(*rec);
       found = true;
@@ -403,7 +335,7 @@ int32_t QuorbRemoveNode(int64_t key) {
     return QUORB_FAILED;
   }
   int32_t status = 0;
-  WithWriteAccess([&] {
+  WithStoreWrite([&] {
     if (IsDMA(key)) {
       status = RemoveDmaLocked(key);
       if (status != 0) return;
@@ -411,16 +343,16 @@ int32_t QuorbRemoveNode(int64_t key) {
     int32_t shrunk = 0;
     RemoveNodeRecursive(quorbTreeRoot, key, shrunk, status);
     if (status != 0) return;
-    --nodeCount;
+    AddToNodeCount(-1);
     if (!IsDMA(key)) recordIndex.Erase(key);
   });
   return status;
 }
 
 int32_t QuorbEmptyTree() {
-  WithWriteAccess([] {
+  WithStoreWrite([] {
     recordIndex.Clear();
-    nodeCount = 0;
+    nodeCount.store(0, std::memory_order_relaxed);
     EmptyTreeRecursive(quorbTreeRoot, [](QuorbBinTree& node) {
       if (IsDMA(node.key)) RemoveDmaLocked(node.key);
     });
@@ -430,15 +362,15 @@ int32_t QuorbEmptyTree() {
 }
 
 int64_t QuorbSatKeyGet(int32_t satNum) {
-  if (QuorbTreeIsEmpty()) return -1;
-  ReadScope read;
+  if (QuorbTreeIsEmpty()) return QUORB_KEY_NONE;
+  const StoreRead read;
   const QuorbBinTree* node = FindAssociatedKey(quorbTreeRoot, satNum);
-  return node ? node->key : -1;
+  return node ? node->key : int64_t{QUORB_KEY_NONE};
 }
 
 int32_t QuorbGetNumOfTreeNodes() {
-  ReadScope read;
-  return nodeCount;
+  const StoreRead read;
+  return nodeCount.load(std::memory_order_relaxed);
 }
 
 bool QuorbReadNodeRecord(const QuorbBinTree& node, const RecordReader& read) {
@@ -449,8 +381,8 @@ bool QuorbReadNodeRecord(const QuorbBinTree& node, const RecordReader& read) {
 }
 
 std::vector<int64_t> QuorbGetTreeKeys(int32_t order) {
-  ReadScope read;
-  int32_t count = nodeCount;
+  const StoreRead read;
+  int32_t count = nodeCount.load(std::memory_order_relaxed);
   std::vector<int64_t> keys(count);
   if (order == QUORB_ORDER_SAT_NUM_EPOCH || order == QUORB_ORDER_SAT_NUM_EPOCH_REVERSED ||
       order == QUORB_ORDER_LOAD) {
@@ -463,7 +395,7 @@ std::vector<int64_t> QuorbGetTreeKeys(int32_t order) {
 }
 
 void QuorbVisitInOrder(const std::function<void(const QuorbBinTree&)>& visit) {
-  ReadScope read;
+  const StoreRead read;
   VisitInOrder(quorbTreeRoot, visit);
 }
 

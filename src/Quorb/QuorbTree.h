@@ -1,12 +1,7 @@
 // The vector store: one process-wide tree of vectors ordered by satKey.
-//
-// Writers (add, update, remove, empty) are serialized by the critical section
-// cs_updatenote and wait until no read is open; readers count themselves in
-// and never wait for one another. A thread must end its own read before it
-// calls a writer, or the writer waits for ever. DMA records are copied and
-// updated under their holder's lock instead: a DMA update never waits for
-// reads. Lines logged under a read or the writer section reach the log once
-// it ends, so a trace-log sink may call back into the store.
+// Every function here reads or changes it through the guards of
+// Quorb/StoreAccess.h: a thread must end its own read before it calls a
+// function that changes the store, or that function waits for ever.
 #ifndef QUORB_QUORB_QUORBTREE_H_
 #define QUORB_QUORB_QUORBTREE_H_
 
@@ -15,6 +10,7 @@
 #include <vector>
 
 #include "Quorb/QuorbTypes.h"
+#include "Quorb/StoreAccess.h"
 #include "Services/FixedText.h"
 #include "quorb/quorb.h"
 
@@ -30,9 +26,10 @@ inline constexpr int32_t kNotFoundSatNum = -123;
 bool QuorbTreeIsEmpty();
 
 // Validates rec and stores a copy under a key of the key mode in force.
-// Returns the key, -1 when the vector cannot be stored, 0 for a duplicate
-// refused in duplicate mode 0 (another mode answers with the stored key).
-// *linked tells whether a new node entered the tree.
+// Returns the key, QUORB_KEY_NONE when the vector cannot be stored, or
+// QUORB_KEY_DUPLICATE for a duplicate refused in duplicate mode 0 (another
+// mode answers with the stored key). *linked tells whether a new node
+// entered the tree.
 int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked = nullptr);
 
 // AddQuorbToMem for a record that the caller has validated and whose
@@ -52,16 +49,20 @@ int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status);
 // parts are released, its satNum becomes kNotFoundSatNum and msg (if given) says why.
 void QuorbFindRec(int64_t key, QuorbRecord& rec, FindMessage* msg = nullptr);
 
-using RecordReader = std::function<void(const QuorbRecord&)>;
+// The stored record of access's key itself, valid while access lives, or
+// null with msg saying why.
+const QuorbRecord* QuorbFindRecPtr(const RecordAccess& access, FindMessage* msg = nullptr);
 
-// Runs read on the stored record of key in place, under a read of the store
-// (composed key) or the holder's lock (DMA key), and ends that before it
-// returns, so the caller may log or write afterwards. False, with msg saying
-// why, when key names no record.
-bool QuorbReadRec(int64_t key, const RecordReader& read, FindMessage* msg = nullptr);
-
-void QuorbBeginRead();
-void QuorbEndRead();
+// Runs read on the stored record of key in place, under RecordAccess, and
+// ends that access before it returns, so the caller may log or write
+// afterwards. False, with msg saying why, when key names no record.
+template <class Read>
+bool QuorbReadRec(int64_t key, const Read& read, FindMessage* msg = nullptr) {
+  const RecordAccess access(key);
+  const QuorbRecord* rec = QuorbFindRecPtr(access, msg);
+  if (rec != nullptr) read(*rec);
+  return rec != nullptr;
+}
 
 // Replaces the stored vector of key by a copy of rec; the key stays. Returns
 // 0, or 2 (logged) when the key is not stored. A DMA key's vector is
@@ -79,11 +80,13 @@ int32_t QuorbRemoveNode(int64_t key);
 // Removes every vector. Returns 0.
 int32_t QuorbEmptyTree();
 
-// The key of the first stored vector of satNum in pre-order, or -1.
+// The key of the first stored vector of satNum in pre-order, or QUORB_KEY_NONE.
 int64_t QuorbSatKeyGet(int32_t satNum);
 
 // The number of stored vectors, kept as nodes come and go: nothing is walked.
 int32_t QuorbGetNumOfTreeNodes();
+
+using RecordReader = std::function<void(const QuorbRecord&)>;
 
 // Runs read on a node's vector, from the node or under its DMA holder's
 // lock; false when a holder has none. The caller holds a read.

@@ -12,7 +12,8 @@
 namespace quorb {
 
 // Perturbation and integrator controls for propagating one vector. A plain
-// value: it owns nothing.
+// value: it owns nothing. The ctrlN fields mean something to a propagator
+// only; the library sets and carries them.
 struct Card4pInput {
   int32_t ctrl1 = 0;
   int32_t ctrl2 = 0;
@@ -56,8 +57,8 @@ inline constexpr int kManeuvSlots = 100;
 using CovMatrix = std::array<double, kCovSize>;
 using ManeuvCards = std::array<Line, kManeuvSlots>;
 
-// The plain values of a record: everything but the parts it owns.
-struct QuorbRecordValues {
+// The twelve fields of a vector that a host passes one by one.
+struct VectorFields {
   double pos[3] = {0.0, 0.0, 0.0};  // km, earth-centred inertial
   double vel[3] = {0.0, 0.0, 0.0};  // m/s
   char secClass = 'U';
@@ -70,7 +71,11 @@ struct QuorbRecordValues {
   double agom = 0.0;
   double inTrackThrust = 0.0;  // km/s^2
   Text<5> coordSys = BlankText<5>();
-  int32_t reserved = 0;
+};
+
+// The plain values of a record: everything but the parts it owns.
+struct QuorbRecordValues : VectorFields {
+  int32_t reserved = 0;  // carried with the record, never set or read
   // Kept beside reserved, where it fills what would be padding.
   int32_t numManeuvCards = 0;  // slots of maneuvCards that hold a card
   double weightedRms = 0.0;
@@ -111,8 +116,8 @@ bool Equal(const QuorbRecord& a, const QuorbRecord& b);
 // True for the element-set type code of these vectors (4).
 bool QuorbElsetType(int32_t elsetType);
 
-// One node of the store's tree. The node owns its record; a node whose
-// vector lives in a DMA holder has none.
+// One node of the store's tree (a node, despite its name). The node owns its
+// record; a node whose vector lives in a DMA holder has none.
 struct QuorbBinTree {
   int64_t key = 0;
   int32_t seqNum = 0;

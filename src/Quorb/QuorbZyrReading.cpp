@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <limits>
 #include <memory>
 
 #include "Quorb/ManeuverBuffer.h"
@@ -13,6 +12,7 @@
 #include "Services/Maneuvers.h"
 #include "Services/StringUtils.h"
 #include "Templates/TreeTemplate.h"
+#include "quorb/quorb.h"
 
 namespace quorb {
 namespace {
@@ -150,7 +150,7 @@ void AddVector(VectorDraft& d, LoadCounts& counts) {
   }
   SetText(d.rec.epochDtg, View(DS50ToDate15(YrDays2DS50(*d.year, *d.day))));
   const int64_t key = CreateSatKey(d.rec.satNum, kVectorElsetType, View(d.rec.epochDtg));
-  if (key == -1) {
+  if (key == QUORB_KEY_NONE) {
     ++counts.bad;
     return;
   }
@@ -194,16 +194,6 @@ bool IsOne(double v) {
 }
 bool PertsOn() {
   return applyPerts.load(std::memory_order_relaxed);
-}
-
-// v truncated toward zero, or nothing when it is not a 32-bit integer's.
-std::optional<int32_t> TruncToInt32(double v) {
-  if (!std::isfinite(v)) return std::nullopt;
-  const double t = std::trunc(v);
-  if (t < std::numeric_limits<int32_t>::min() || t > std::numeric_limits<int32_t>::max()) {
-    return std::nullopt;
-  }
-  return static_cast<int32_t>(t);
 }
 
 void SetTruncated(int32_t& field, double v) {

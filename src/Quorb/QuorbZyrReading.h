@@ -1,5 +1,5 @@
-// Keyed vector and control data: one lower-case key and its value per line,
-// read from an open unit to its end.
+// Keyed vector and control data ("Zyr" in the names): one lower-case key and
+// its value per line, read from an open unit to its end.
 //
 // Vector data ("pos_vel_eci_..." and "covariance_..." keys) describe one
 // vector, which is added under a composed key whatever the key modes say.
@@ -9,8 +9,8 @@
 // Choices made here:
 // - Vector data without "pos_vel_eci_epoch_iyear" or "pos_vel_eci_epoch_day"
 //   have no epoch, so no key can be made: they count as bad.
-// - A value that holds no number (123456789, the missing value) leaves its
-//   field as it was, in both kinds of data.
+// - A value that holds no number (kMissingReal, the missing value) leaves
+//   its field as it was, in both kinds of data.
 // - "integrator_error_control" with a value of zero or less, or one whose
 //   logarithm is not finite, leaves errCtrlExp unchanged. A value that must
 //   become an integer and lies outside the 32-bit range has no effect, so
@@ -54,7 +54,7 @@ Card4pInput ReadZyrCtrls(int32_t unit);
 std::optional<int32_t> AttachZyrCtrls(int32_t satNum, int32_t unit);
 
 // The value that follows key on line (up to column 128), or the missing
-// value 123456789.0 when line does not begin with key.
+// value kMissingReal when line does not begin with key.
 double CheckFieldNum(std::string_view line, std::string_view key);
 
 // The value text that follows key on line (up to column 128), or blanks when

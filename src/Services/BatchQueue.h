@@ -8,6 +8,8 @@
 #include <memory>
 #include <mutex>
 
+#include "Services/Locks.h"
+
 namespace quorb {
 
 template <class Batch>
@@ -44,7 +46,7 @@ class BatchQueue {
     ready.notify_one();
   }
 
-  std::mutex mutex_;
+  BatchQueueLock mutex_;
   std::condition_variable emptyReady_;
   std::condition_variable filledReady_;
   List empty_;

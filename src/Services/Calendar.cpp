@@ -9,6 +9,8 @@
 #include <limits>
 #include <numeric>
 
+#include "quorb/quorb.h"
+
 namespace quorb {
 namespace {
 
@@ -316,11 +318,11 @@ std::optional<int64_t> ParseEpoch(std::string_view epoch) {
 }
 
 int64_t CreateSatKey(int32_t satNum, int32_t elsetType, std::string_view epoch) {
-  if (elsetType != kVectorElsetType || satNum < 0 || satNum > kMaxSatNum) return -1;
+  if (elsetType != kVectorElsetType || satNum < 0 || satNum > kMaxSatNum) return QUORB_KEY_NONE;
   const std::optional<int64_t> nanos = ParseEpoch(epoch);
-  if (!nanos || *nanos < 0) return -1;
+  if (!nanos || *nanos < 0) return QUORB_KEY_NONE;
   const int64_t seconds = *nanos / kNanosPerSecond;
-  if (seconds >= kKeySecondsLimit) return -1;
+  if (seconds >= kKeySecondsLimit) return QUORB_KEY_NONE;
   return kElsetKeyBase + int64_t{satNum} * kKeySecondsLimit + seconds;
 }
 

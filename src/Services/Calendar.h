@@ -28,8 +28,8 @@ inline constexpr int32_t kVectorElsetType = 4;
 std::optional<int64_t> ParseEpoch(std::string_view epoch);
 
 // 2^62 + satNum * 2^32 + whole seconds since 1950, for element-set type 4.
-// -1 when the epoch is unreadable or outside 0 <= s < 2^32, satNum is outside
-// 0..999,999,999 or the element-set type is not 4.
+// QUORB_KEY_NONE when the epoch is unreadable or outside 0 <= s < 2^32,
+// satNum is outside 0..999,999,999 or the element-set type is not 4.
 int64_t CreateSatKey(int32_t satNum, int32_t elsetType, std::string_view epoch);
 
 // Days since 1950 of an epoch text; 0.0 when it is unreadable.

@@ -7,6 +7,8 @@
 #include <limits>
 #include <mutex>
 
+#include "Services/Locks.h"
+
 namespace quorb {
 namespace {
 
@@ -113,7 +115,7 @@ class HolderPool {
     return holder;
   }
 
-  std::mutex mutex_;
+  HolderPoolLock mutex_;
   DmaHolder* oldestFreed_ = nullptr;
   DmaHolder* newestFreed_ = nullptr;
   std::size_t freedCount_ = 0;
@@ -129,20 +131,7 @@ HolderPool& Pool() {
   return *pool;
 }
 
-// Enough locks that updates of different vectors seldom share one, each on
-// a cache line of its own.
-constexpr std::size_t kHolderLocks = 256;
-struct alignas(64) PaddedMutex {
-  std::mutex mutex;
-};
-
 }  // namespace
-
-std::mutex& HolderLock(const DmaHolder* holder) {
-  static PaddedMutex locks[kHolderLocks];
-  const std::uintptr_t index = reinterpret_cast<std::uintptr_t>(holder) / sizeof(DmaHolder);
-  return locks[index % kHolderLocks].mutex;
-}
 
 bool IsDMA(int64_t key) {
   return key < kFirstComposedKey;

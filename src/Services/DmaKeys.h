@@ -8,7 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
 namespace quorb {
 
@@ -21,7 +20,7 @@ struct DmaHolder {
   int32_t elsetType;  // 4 for vectors of this library
   int32_t padding0;
   QuorbRecord* rec;  // owned by the holder
-  int32_t word24;
+  int32_t word24;    // 0; kept for other components
   int32_t padding1;
   void* attachA;  // data other components attach to the vector
   void* attachB;
@@ -51,12 +50,6 @@ DmaHolder* AllocDmaHolder();
 void FreeDmaHolder(DmaHolder* holder);
 // Reads a holder's self field; safe while another thread frees the holder.
 int64_t HolderSelf(const DmaHolder& holder);
-
-// The lock of a holder's record, one of a fixed table chosen by the holder's
-// address (any address, null included). Every copy the library makes of a
-// DMA record, its update and its removal hold it, for that one record only:
-// no other lock is taken while it is held.
-std::mutex& HolderLock(const DmaHolder* holder);
 
 }  // namespace quorb
 

@@ -22,6 +22,9 @@ std::string_view SkipSeparators(std::string_view s) {
   return start == std::string_view::npos ? std::string_view{} : s.substr(start);
 }
 
+// A number's leading significant digit is one of these.
+constexpr std::string_view kNonZeroDigits = "123456789";
+
 std::size_t CountDigits(std::string_view s, std::size_t from) {
   std::size_t end = from;
   while (end < s.size() && IsDigit(s[end])) ++end;
@@ -70,7 +73,7 @@ double OutOfRangeValue(std::string_view number) {
   const std::size_t exponentStart = number.find('e');
   const std::string_view mantissa = number.substr(0, exponentStart);
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
-  const std::size_t lead = mantissa.find_first_of("123456789");
+  const std::size_t lead = mantissa.find_first_of(kNonZeroDigits);
   // The leading digit has the place value 10^(place - 1).
   const auto place =
       lead < point ? static_cast<int64_t>(point - lead) : -static_cast<int64_t>(lead - point - 1);
@@ -147,7 +150,7 @@ std::string WidestExponent(double value, int width) {
 
 int SignificantDigits(std::string_view text) {
   const std::string_view mantissa = text.substr(0, text.find('e'));
-  const std::size_t lead = mantissa.find_first_of("123456789");
+  const std::size_t lead = mantissa.find_first_of(kNonZeroDigits);
   if (lead == std::string_view::npos) return 0;
   return static_cast<int>(std::count_if(mantissa.begin() + lead, mantissa.end(), IsDigit));
 }
@@ -308,9 +311,7 @@ void GetInputStr(std::span<char> out, std::string_view src) {
 
 int32_t StrToInt(std::string_view text) {
   const std::optional<double> value = ReadNumber(text);
-  // Truncation toward zero fits 32 bits exactly inside these bounds.
-  if (!value || !(*value > -2147483649.0 && *value < 2147483648.0)) return kMissingInt;
-  return static_cast<int32_t>(*value);
+  return value ? TruncToInt32(*value).value_or(kMissingInt) : kMissingInt;
 }
 
 double StrToReal(std::string_view text) {

@@ -4,6 +4,8 @@
 #define QUORB_SERVICES_STRINGUTILS_H_
 
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -14,7 +16,7 @@ namespace quorb {
 // What StrToInt and StrToReal yield for a text that holds no number; keyed
 // data treat it as a missing value.
 inline constexpr int32_t kMissingInt = 123456789;
-inline constexpr double kMissingReal = 123456789.0;
+inline constexpr double kMissingReal = kMissingInt;
 
 // Fills out from a host array of out.size() bytes: reading stops at the first
 // zero byte and every position from there on is a blank. A null host array
@@ -49,10 +51,22 @@ Line GetInputFileName(std::string_view line, std::string_view namingFile = {});
 // blanks removed, blank-padded into out.
 void GetInputStr(std::span<char> out, std::string_view src);
 
+// value truncated toward zero, or nothing when that is no 32-bit integer
+// (NaN, an infinity or a value out of range). The one rule by which the
+// library makes integers of reals: StrToInt's, the array form's and the
+// keyed controls'.
+inline std::optional<int32_t> TruncToInt32(double value) {
+  // Exactly the reals whose truncation fits; NaN fails both tests.
+  constexpr double kBelowMin = std::numeric_limits<int32_t>::min() - 1.0;
+  constexpr double kAboveMax = std::numeric_limits<int32_t>::max() + 1.0;
+  if (!(value > kBelowMin && value < kAboveMax)) return std::nullopt;
+  return static_cast<int32_t>(value);
+}
+
 // The longest numeric prefix after the skipped separators (sign, digits,
 // decimal point, exponent with E, e, D or d); kMissingInt / kMissingReal when
-// there is none. StrToInt truncates a real value toward zero and gives
-// kMissingInt when it does not fit 32 bits.
+// there is none. StrToInt gives TruncToInt32 of that number, kMissingInt when
+// it has none.
 int32_t StrToInt(std::string_view text);
 double StrToReal(std::string_view text);
 

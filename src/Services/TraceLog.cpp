@@ -13,30 +13,20 @@
 #include <utility>
 
 #include "Services/FixedText.h"
+#include "Services/Locks.h"
 
 namespace quorb {
 namespace {
 
 enum Level : int32_t { kInfo = 0, kError = 1 };
 
-// Lines are written whole under this lock so that lines of different threads
-// never interleave in the file.
-std::mutex logFileMutex;
-std::FILE* logFile = nullptr;
+std::FILE* logFile = nullptr;  // guarded by LogFileLock()
 
 struct Sink {
   TraceLogSink fn = nullptr;
   void* user = nullptr;
 };
-Sink sink;  // guarded by SinkMutex()
-
-// Deliveries hold the lock shared while the sink runs, so that once
-// TraceLogSetSink returns the previous sink is never called again. Never
-// destroyed: messages may still arrive from static destructors at exit.
-std::shared_mutex& SinkMutex() {
-  static auto* mutex = new std::shared_mutex;
-  return *mutex;
-}
+Sink sink;  // guarded by SinkLock()
 
 thread_local std::string lastLine[2];
 // Set while this thread runs the sink: a line the sink itself causes is not
@@ -62,7 +52,7 @@ std::string MakeLine(std::string_view msg) {
 }
 
 void WriteToFile(const std::string& line) {
-  std::lock_guard lock(logFileMutex);
+  std::lock_guard lock(LogFileLock());
   if (logFile == nullptr) return;
   std::fwrite(line.data(), 1, line.size(), logFile);
   std::fputc('\n', logFile);
@@ -72,7 +62,7 @@ void WriteToFile(const std::string& line) {
 void PassToSink(Level level, const std::string& line) {
   if (inSink) return;
   {
-    std::shared_lock lock(SinkMutex());
+    std::shared_lock lock(SinkLock());
     if (sink.fn == nullptr) return;
     const auto length = static_cast<int32_t>(
         std::min<std::size_t>(line.size(), std::numeric_limits<int32_t>::max()));
@@ -81,7 +71,7 @@ void PassToSink(Level level, const std::string& line) {
     inSink = false;
   }
   if (sinkSetBySink) {
-    std::unique_lock lock(SinkMutex());
+    std::unique_lock lock(SinkLock());
     sink = *std::exchange(sinkSetBySink, std::nullopt);
   }
 }
@@ -168,14 +158,14 @@ int32_t TraceLogOpen(const char* path) {
   if (path == nullptr || *path == '\0') return QUORB_FAILED;
   std::FILE* file = std::fopen(path, "a");
   if (file == nullptr) return QUORB_FAILED;
-  std::lock_guard lock(quorb::logFileMutex);
+  std::lock_guard lock(quorb::LogFileLock());
   if (quorb::logFile != nullptr) std::fclose(quorb::logFile);
   quorb::logFile = file;
   return 0;
 }
 
 void TraceLogClose(void) {
-  std::lock_guard lock(quorb::logFileMutex);
+  std::lock_guard lock(quorb::LogFileLock());
   if (quorb::logFile != nullptr) std::fclose(quorb::logFile);
   quorb::logFile = nullptr;
 }
@@ -186,7 +176,7 @@ void TraceLogSetSink(TraceLogSink sink, void* user) {
     quorb::sinkSetBySink = next;
     return;
   }
-  std::unique_lock lock(quorb::SinkMutex());
+  std::unique_lock lock(quorb::SinkLock());
   quorb::sink = next;
 }
 

@@ -36,77 +36,87 @@ Node* FindNode(Node* root, int64_t key) {
 
 namespace tree_detail {
 
-template <class Node>
-void RotateRight(Node*& link) {
-  Node* top = link;
-  Node* left = top->left;
-  top->left = left->right;
-  left->right = top;
-  link = left;
+// The two sides of a node, as balance counts them. Every rebalancing step
+// is written once for a side; the other side's is its mirror image.
+inline constexpr int kLeft = -1;
+inline constexpr int kRight = 1;
+
+template <int Side, class Node>
+Node*& Child(Node* node) {
+  if constexpr (Side == kLeft) {
+    return node->left;
+  } else {
+    return node->right;
+  }
 }
 
-template <class Node>
-void RotateLeft(Node*& link) {
+// Lifts the child on Side into link's place.
+template <int Side, class Node>
+void Rotate(Node*& link) {
   Node* top = link;
-  Node* right = top->right;
-  top->right = right->left;
-  right->left = top;
-  link = right;
+  Node* child = Child<Side>(top);
+  Child<Side>(top) = Child<-Side>(child);
+  Child<-Side>(child) = top;
+  link = child;
 }
 
-// Double rotation through the right child M of the left child L.
-template <class Node>
-void RotateLeftRight(Node*& link) {
+// Lifts the inner grandchild M (on -Side of the child on Side) into link's
+// place, with the balances that leaves.
+template <int Side, class Node>
+void RotateTwice(Node*& link) {
   Node* top = link;
-  Node* left = top->left;
-  Node* mid = left->right;
-  left->right = mid->left;
-  mid->left = left;
-  top->left = mid->right;
-  mid->right = top;
-  top->balance = mid->balance == -1 ? 1 : 0;
-  left->balance = mid->balance == 1 ? -1 : 0;
+  Node* child = Child<Side>(top);
+  Node* mid = Child<-Side>(child);
+  Child<-Side>(child) = Child<Side>(mid);
+  Child<Side>(mid) = child;
+  Child<Side>(top) = Child<-Side>(mid);
+  Child<-Side>(mid) = top;
+  top->balance = mid->balance == Side ? -Side : 0;
+  child->balance = mid->balance == -Side ? Side : 0;
   mid->balance = 0;
   link = mid;
 }
 
-// Double rotation through the left child M of the right child R.
-template <class Node>
-void RotateRightLeft(Node*& link) {
+// The subtree on Side grew two levels above the other: restore the balance.
+template <int Side, class Node>
+void FixAfterInsert(Node*& link) {
+  if (Child<Side>(link)->balance == Side) {
+    link->balance = 0;
+    Rotate<Side>(link);
+  } else {
+    RotateTwice<Side>(link);
+  }
+  link->balance = 0;
+}
+
+// Rebalances after the subtree on -Side of link lost a level, which leaves
+// link heavy on Side; shrunk tells whether link's subtree lost one too.
+template <int Side, class Node>
+void BalanceHeavy(Node*& link, int32_t& shrunk) {
   Node* top = link;
-  Node* right = top->right;
-  Node* mid = right->left;
-  right->left = mid->right;
-  mid->right = right;
-  top->right = mid->left;
-  mid->left = top;
-  top->balance = mid->balance == 1 ? -1 : 0;
-  right->balance = mid->balance == -1 ? 1 : 0;
-  mid->balance = 0;
-  link = mid;
-}
-
-// The left side grew two levels above the right: restore the balance.
-template <class Node>
-void FixLeftAfterInsert(Node*& link) {
-  if (link->left->balance == -1) {
-    link->balance = 0;
-    RotateRight(link);
+  if (top->balance == 0) {
+    top->balance = Side;
+    shrunk = 0;
+  } else if (top->balance == -Side) {
+    top->balance = 0;
+    shrunk = 1;
   } else {
-    RotateLeftRight(link);
+    Node* child = Child<Side>(top);
+    if (child->balance == 0) {
+      Rotate<Side>(link);
+      top->balance = Side;
+      child->balance = -Side;
+      shrunk = 0;
+    } else if (child->balance == Side) {
+      Rotate<Side>(link);
+      top->balance = 0;
+      child->balance = 0;
+      shrunk = 1;
+    } else {
+      RotateTwice<Side>(link);
+      shrunk = 1;
+    }
   }
-  link->balance = 0;
-}
-
-template <class Node>
-void FixRightAfterInsert(Node*& link) {
-  if (link->right->balance == 1) {
-    link->balance = 0;
-    RotateLeft(link);
-  } else {
-    RotateRightLeft(link);
-  }
-  link->balance = 0;
 }
 
 }  // namespace tree_detail
@@ -114,9 +124,10 @@ void FixRightAfterInsert(Node*& link) {
 // An AVL tree of 2^63 nodes is less than 1.45 * 63 levels high.
 inline constexpr int kMaxTreeHeight = 96;
 
-// Links node (key set, links empty, balance 0) into the subtree at link.
-// equal(existing, node) tells a duplicate (status 3) from a key collision
-// (status 2); in both cases nothing is linked and the counter stays.
+// Links node (key set, links empty, balance 0) into the subtree at link: a
+// loop, despite its name. equal(existing, node) tells a duplicate (status 3)
+// from a key collision (status 2); in both cases nothing is linked and the
+// counter stays.
 //
 // The walk goes down remembering the links it passed, then back up while
 // the subtree below has grown by a level, adjusting balances and rotating
@@ -148,7 +159,7 @@ void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& e
   while (depth > 0) {
     Node*& up = *path[--depth];
     Node* top = up;
-    const int32_t grownSide = key < top->key ? -1 : 1;
+    const int32_t grownSide = key < top->key ? tree_detail::kLeft : tree_detail::kRight;
     if (top->balance == -grownSide) {
       top->balance = 0;
       status = kTreeLinked;
@@ -158,10 +169,10 @@ void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& e
       top->balance = grownSide;
       continue;
     }
-    if (grownSide < 0) {
-      tree_detail::FixLeftAfterInsert(up);
+    if (grownSide == tree_detail::kLeft) {
+      tree_detail::FixAfterInsert<tree_detail::kLeft>(up);
     } else {
-      tree_detail::FixRightAfterInsert(up);
+      tree_detail::FixAfterInsert<tree_detail::kRight>(up);
     }
     status = kTreeLinked;
     return;
@@ -171,63 +182,17 @@ void AddNodeRecursive(Node*& link, Node* node, int32_t& status, const EqualFn& e
 // Rebalances after the right subtree of link lost a level.
 template <class Node>
 void BalanceLeftHeavy(Node*& link, int32_t& shrunk) {
-  Node* top = link;
-  if (top->balance == 0) {
-    top->balance = -1;
-    shrunk = 0;
-  } else if (top->balance == 1) {
-    top->balance = 0;
-    shrunk = 1;
-  } else {
-    Node* left = top->left;
-    if (left->balance == 0) {
-      tree_detail::RotateRight(link);
-      top->balance = -1;
-      left->balance = 1;
-      shrunk = 0;
-    } else if (left->balance == -1) {
-      tree_detail::RotateRight(link);
-      top->balance = 0;
-      left->balance = 0;
-      shrunk = 1;
-    } else {
-      tree_detail::RotateLeftRight(link);
-      shrunk = 1;
-    }
-  }
+  tree_detail::BalanceHeavy<tree_detail::kLeft>(link, shrunk);
 }
 
 // Rebalances after the left subtree of link lost a level.
 template <class Node>
 void BalanceRightHeavy(Node*& link, int32_t& shrunk) {
-  Node* top = link;
-  if (top->balance == 0) {
-    top->balance = 1;
-    shrunk = 0;
-  } else if (top->balance == -1) {
-    top->balance = 0;
-    shrunk = 1;
-  } else {
-    Node* right = top->right;
-    if (right->balance == 0) {
-      tree_detail::RotateLeft(link);
-      top->balance = 1;
-      right->balance = -1;
-      shrunk = 0;
-    } else if (right->balance == 1) {
-      tree_detail::RotateLeft(link);
-      top->balance = 0;
-      right->balance = 0;
-      shrunk = 1;
-    } else {
-      tree_detail::RotateRightLeft(link);
-      shrunk = 1;
-    }
-  }
+  tree_detail::BalanceHeavy<tree_detail::kRight>(link, shrunk);
 }
 
 // Moves the in-order predecessor (the rightmost node below link) into
-// target and frees the predecessor's node.
+// target and frees the predecessor's node: a move, not a swap.
 template <class Node>
 void SwapNode(Node*& link, Node* target, int32_t& shrunk) {
   Node* current = link;

@@ -175,10 +175,11 @@ TEST_F(DmaUpdateThreads, UpdatesReturnWhileAReadIsHeld) {
   const int64_t key = FieldsIn().Add();
   std::atomic<bool> reading{false}, updated{false}, readEnded{false};
   std::thread reader([&] {
-    QuorbBeginRead();
-    reading = true;
-    for (int ms = 0; ms < 5000 && !updated; ++ms) std::this_thread::sleep_for(1ms);
-    QuorbEndRead();
+    {
+      const StoreRead read;
+      reading = true;
+      for (int ms = 0; ms < 5000 && !updated; ++ms) std::this_thread::sleep_for(1ms);
+    }
     readEnded = true;
   });
   while (!reading) std::this_thread::yield();

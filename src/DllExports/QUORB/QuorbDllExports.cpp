@@ -56,23 +56,32 @@ void LogNotFound(std::string_view function, int64_t key) {
   TraceLogError(msg.View());
 }
 
-VectorFields FieldsIn(const double pos[3], const double vel[3], char secClass, int32_t satNum,
-                      const char intlDesig[8], const char epochDtg[17], int32_t revNum,
-                      int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
-                      const char coordSys[5]) {
-  VectorFields fields;
+// Sets every field but the key fields (satNum and the epoch), which a
+// stored vector's update cannot change, from the host's.
+void NonKeyFieldsIn(VectorFields& fields, const double pos[3], const double vel[3], char secClass,
+                    const char intlDesig[8], int32_t revNum, int32_t elsetNum, double bTerm,
+                    double agom, double inTrackThrust, const char coordSys[5]) {
   std::copy_n(pos, 3, fields.pos);
   std::copy_n(vel, 3, fields.vel);
   fields.secClass = secClass;
-  fields.satNum = satNum;
   fields.intlDesig = FieldIn<8>(intlDesig);
-  fields.epochDtg = FieldIn<17>(epochDtg);
   fields.revNum = revNum;
   fields.elsetNum = elsetNum;
   fields.bTerm = bTerm;
   fields.agom = agom;
   fields.inTrackThrust = inTrackThrust;
   fields.coordSys = FieldIn<5>(coordSys);
+}
+
+VectorFields FieldsIn(const double pos[3], const double vel[3], char secClass, int32_t satNum,
+                      const char intlDesig[8], const char epochDtg[17], int32_t revNum,
+                      int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
+                      const char coordSys[5]) {
+  VectorFields fields;
+  fields.satNum = satNum;
+  fields.epochDtg = FieldIn<17>(epochDtg);
+  NonKeyFieldsIn(fields, pos, vel, secClass, intlDesig, revNum, elsetNum, bTerm, agom,
+                 inTrackThrust, coordSys);
   return fields;
 }
 
@@ -244,7 +253,7 @@ int32_t QuorbSaveFile(const char fileName[512], int32_t saveMode) {
 // ---- Keys and adding ------------------------------------------------------
 
 int64_t QuorbAddSatFrLines(const char line1[512], const char line2[512]) {
-  if (!ArgsGiven("QuorbAddSatFrLines", {line1, line2})) return -1;
+  if (!ArgsGiven("QuorbAddSatFrLines", {line1, line2})) return QUORB_KEY_NONE;
   return AddSatFrLines(CharArrToStr<kLineLength>(line1), CharArrToStr<kLineLength>(line2));
 }
 
@@ -257,7 +266,9 @@ int64_t QuorbAddSatFrFields(const double pos[3], const double vel[3], char secCl
                             const char intlDesig[8], const char epochDtg[17], int32_t revNum,
                             int32_t elsetNum, double bTerm, double agom, double inTrackThrust,
                             const char coordSys[5]) {
-  if (!ArgsGiven("QuorbAddSatFrFields", {pos, vel, intlDesig, epochDtg, coordSys})) return -1;
+  if (!ArgsGiven("QuorbAddSatFrFields", {pos, vel, intlDesig, epochDtg, coordSys})) {
+    return QUORB_KEY_NONE;
+  }
   return AddSatFrFields(FieldsIn(pos, vel, secClass, satNum, intlDesig, epochDtg, revNum, elsetNum,
                                  bTerm, agom, inTrackThrust, coordSys));
 }
@@ -282,22 +293,14 @@ int32_t QuorbUpdateSatFrFields(int64_t satKey, const double pos[3], const double
     LogNotFound("QuorbUpdateSatFrFields", satKey);
     return QUORB_FAILED;
   }
-  std::copy_n(pos, 3, rec.pos);
-  std::copy_n(vel, 3, rec.vel);
-  rec.secClass = secClass;
-  rec.intlDesig = FieldIn<8>(intlDesig);
-  rec.revNum = revNum;
-  rec.elsetNum = elsetNum;
-  rec.bTerm = bTerm;
-  rec.agom = agom;
-  rec.inTrackThrust = inTrackThrust;
-  rec.coordSys = FieldIn<5>(coordSys);
+  NonKeyFieldsIn(rec, pos, vel, secClass, intlDesig, revNum, elsetNum, bTerm, agom, inTrackThrust,
+                 coordSys);
   if (ValidateQuorbValues(rec) != 0) return QUORB_FAILED;
   return QuorbUpdateRec(satKey, rec);
 }
 
 int64_t QuorbFieldsToSatKey(int32_t satNum, const char epochDtg[20]) {
-  if (!ArgsGiven("QuorbFieldsToSatKey", {epochDtg})) return -1;
+  if (!ArgsGiven("QuorbFieldsToSatKey", {epochDtg})) return QUORB_KEY_NONE;
   return FieldsToSatKey(satNum, CharArrToStr<20>(epochDtg));
 }
 
@@ -390,7 +393,7 @@ int32_t QuorbUpdateSatFrArray(int64_t satKey, const double* xa, const char xs[51
 }
 
 int64_t QuorbAddSatFrArray(const double* xa, const char xs[512]) {
-  if (!ArgsGiven("QuorbAddSatFrArray", {xa, xs})) return -1;
+  if (!ArgsGiven("QuorbAddSatFrArray", {xa, xs})) return QUORB_KEY_NONE;
   return AddSatFrArray(xa, CharArrToStr<kLineLength>(xs));
 }
 

@@ -1,7 +1,7 @@
 #include "DllExports/QUORB/QuorbDllVarsUtils.h"
 
-#include <climits>
 #include <cmath>
+#include <limits>
 
 #include "Quorb/QuorbCardReading.h"
 #include "Quorb/QuorbTree.h"
@@ -14,6 +14,12 @@ namespace quorb {
 namespace {
 
 constexpr double kCovThreshold = 1e-21;
+
+// An integer of the array: an element truncated toward zero. NaN and
+// values outside 32 bits give the least integer, which no check accepts.
+int32_t ArrayInt(double element) {
+  return TruncToInt32(element).value_or(std::numeric_limits<int32_t>::min());
+}
 
 constexpr int kCoordSysOfDate = 1;
 constexpr int kCoordSysMean = 2;
@@ -56,9 +62,9 @@ std::unique_ptr<Card4pInput> ControlsFromArray(const double* xa) {
   auto controls = std::make_unique<Card4pInput>();
   controls->ctrl1 = controls->ctrl2 = controls->ctrl3 = 1;
   int position = QUORB_XA_CONTROLS;
-  for (int32_t* field : FirstGroup(*controls)) *field = TruncToInt32(xa[position++]);
+  for (int32_t* field : FirstGroup(*controls)) *field = ArrayInt(xa[position++]);
   position = QUORB_XA_CONTROLS_MORE;
-  for (int32_t* field : SecondGroup(*controls)) *field = TruncToInt32(xa[position++]);
+  for (int32_t* field : SecondGroup(*controls)) *field = ArrayInt(xa[position++]);
   controls->stepSize = xa[position];
   if (controls->stepMode < 0 || controls->stepMode > 2) controls->stepMode = 0;
   return controls;
@@ -77,31 +83,21 @@ std::unique_ptr<CovMatrix> CovarianceFromArray(const double* xa) {
 
 int64_t AddSatFrLines(const Line& line1, const Line& line2) {
   QuorbRecord rec;
-  if (Lines2Quorb(line1, line2, rec) != 0) return -1;
+  if (Lines2Quorb(line1, line2, rec) != 0) return QUORB_KEY_NONE;
   return AddQuorbToMem(rec);
 }
 
 QuorbRecord QuorbFieldsToRec(const VectorFields& fields) {
   QuorbRecord rec;
-  std::copy_n(fields.pos, 3, rec.pos);
-  std::copy_n(fields.vel, 3, rec.vel);
-  rec.secClass = fields.secClass;
-  rec.satNum = fields.satNum;
-  rec.intlDesig = fields.intlDesig;
-  rec.epochDtg = fields.epochDtg;
-  rec.revNum = fields.revNum;
-  rec.elsetNum = fields.elsetNum;
-  rec.bTerm = fields.bTerm;
-  rec.agom = fields.agom;
-  rec.inTrackThrust = fields.inTrackThrust;
-  rec.coordSys = fields.coordSys;
+  static_cast<VectorFields&>(rec) = fields;
   if (ValidateQuorbValues(rec) != 0) rec.satNum = -1;
   return rec;
 }
 
 int64_t AddSatFrFields(const VectorFields& fields) {
   const QuorbRecord rec = QuorbFieldsToRec(fields);
-  return rec.satNum == -1 ? -1 : AddQuorbToMem(rec);
+  if (rec.satNum == -1) return QUORB_KEY_NONE;
+  return AddQuorbToMem(rec);
 }
 
 int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch) {
@@ -112,7 +108,7 @@ int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch) {
 
 int64_t GetSatKey(int32_t satNum) {
   const int64_t key = QuorbSatKeyGet(satNum);
-  if (key == -1) {
+  if (key == QUORB_KEY_NONE) {
     MessageText msg;
     msg.Add("GetSatKey: Unable to locate satellite number ")
         .AddRight(satNum, 9)
@@ -120,11 +116,6 @@ int64_t GetSatKey(int32_t satNum) {
     TraceLogError(msg.View());
   }
   return key;
-}
-
-int32_t TruncToInt32(double value) {
-  if (!(value > INT32_MIN - 1.0 && value < INT32_MAX + 1.0)) return INT32_MIN;
-  return static_cast<int32_t>(value);
 }
 
 void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
@@ -150,10 +141,10 @@ void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
 
 QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
   QuorbRecord rec;
-  rec.satNum = TruncToInt32(xa[QUORB_XA_SAT_NUM]);
+  rec.satNum = ArrayInt(xa[QUORB_XA_SAT_NUM]);
   Date15(xa[QUORB_XA_EPOCH], rec.epochDtg);
-  rec.revNum = TruncToInt32(xa[QUORB_XA_REV_NUM]);
-  rec.elsetNum = TruncToInt32(xa[QUORB_XA_ELSET_NUM]);
+  rec.revNum = ArrayInt(xa[QUORB_XA_REV_NUM]);
+  rec.elsetNum = ArrayInt(xa[QUORB_XA_ELSET_NUM]);
   rec.bTerm = xa[QUORB_XA_B_TERM];
   rec.agom = xa[QUORB_XA_AGOM];
   rec.inTrackThrust = xa[QUORB_XA_IN_TRACK_THRUST];
@@ -162,7 +153,7 @@ QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
   std::copy_n(xs.begin() + 1, rec.intlDesig.size(), rec.intlDesig.begin());
   std::copy_n(xa + QUORB_XA_POS, 3, rec.pos);
   std::copy_n(xa + QUORB_XA_VEL, 3, rec.vel);
-  if (TruncToInt32(xa[QUORB_XA_CONTROLS_FLAG]) == 1) {
+  if (ArrayInt(xa[QUORB_XA_CONTROLS_FLAG]) == 1) {
     rec.card4p = ControlsFromArray(xa);
     rec.covMatrix = CovarianceFromArray(xa);
   }
@@ -182,7 +173,7 @@ bool ArrayEpochWritten(std::string_view function, const QuorbRecord& rec, const 
 
 int64_t AddSatFrArray(const double* xa, const Line& xs) {
   const QuorbRecord rec = Array2Quorb(xa, xs);
-  if (!ArrayEpochWritten("QuorbAddSatFrArray", rec, xa)) return -1;
+  if (!ArrayEpochWritten("QuorbAddSatFrArray", rec, xa)) return QUORB_KEY_NONE;
   return AddQuorbToMem(rec);
 }
 

@@ -1,5 +1,5 @@
-// Internal routines behind the exported functions: building records from
-// card sets, fields and arrays, adding them, and computing keys.
+// The exports' conversion helpers: records from card sets, host fields and
+// the array form and back, adding them to the store, and computing keys.
 #ifndef QUORB_DLLEXPORTS_QUORB_QUORBDLLVARSUTILS_H_
 #define QUORB_DLLEXPORTS_QUORB_QUORBDLLVARSUTILS_H_
 
@@ -11,42 +11,22 @@
 
 namespace quorb {
 
-// The twelve scalar fields a host passes one by one.
-struct VectorFields {
-  double pos[3] = {0.0, 0.0, 0.0};
-  double vel[3] = {0.0, 0.0, 0.0};
-  char secClass = 'U';
-  int32_t satNum = 0;
-  Text<8> intlDesig = BlankText<8>();
-  Text<17> epochDtg = BlankText<17>();
-  int32_t revNum = 0;
-  int32_t elsetNum = 0;
-  double bTerm = 0.0;
-  double agom = 0.0;
-  double inTrackThrust = 0.0;
-  Text<5> coordSys = BlankText<5>();
-};
-
-// Reads a card set and adds its vector. Returns the store's key, or -1 when
-// the card set is invalid (the store is then not touched).
+// Reads a card set and adds its vector. Returns the store's key, or
+// QUORB_KEY_NONE when the card set is invalid (the store is then not touched).
 int64_t AddSatFrLines(const Line& line1, const Line& line2);
 
 // A validated record of the fields; its satNum is -1 when validation failed.
 QuorbRecord QuorbFieldsToRec(const VectorFields& fields);
 
-// Adds the vector of the fields. Returns the store's key, or -1 when a field
-// is invalid.
+// Adds the vector of the fields. Returns the store's key, or QUORB_KEY_NONE
+// when a field is invalid.
 int64_t AddSatFrFields(const VectorFields& fields);
 
 // The composed key of satNum at a 20-character epoch, without the store.
 int64_t FieldsToSatKey(int32_t satNum, Text<20> epoch);
 
-// The key of a stored vector of satNum, or -1 (logged).
+// The key of a stored vector of satNum, or QUORB_KEY_NONE (logged).
 int64_t GetSatKey(int32_t satNum);
-
-// Truncates an array element toward zero; NaN and values outside 32 bits
-// give INT32_MIN, which no check accepts.
-int32_t TruncToInt32(double value);
 
 // Writes the array positions of rec into xa and its character fields into
 // xs (blank first). Positions the array form does not name are not touched.
@@ -59,8 +39,8 @@ QuorbRecord Array2Quorb(const double* xa, const Line& xs);
 // that Array2Quorb wrote asterisks instead of reading it a century off.
 bool ArrayEpochWritten(std::string_view function, const QuorbRecord& rec, const double* xa);
 
-// Adds the vector of an array. Returns the store's key, or -1 when the
-// vector is invalid or its epoch has no two-digit year.
+// Adds the vector of an array. Returns the store's key, or QUORB_KEY_NONE
+// when the vector is invalid or its epoch has no two-digit year.
 int64_t AddSatFrArray(const double* xa, const Line& xs);
 
 }  // namespace quorb
