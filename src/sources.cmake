@@ -15,6 +15,7 @@ set(QUORB_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbTree.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbTypes.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Quorb/QuorbZyrReading.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Quorb/StoreAccess.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Services/Alpha5.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Services/Calendar.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Services/DmaKeys.cpp
