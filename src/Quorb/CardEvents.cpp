@@ -30,8 +30,9 @@ int32_t ReadCardSetOfCards(const Line& line1, const Line& line2, QuorbRecord& re
   return ZeroEpochBlanks(ReadCardFields(line1, line2, rec), rec);
 }
 
-int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey) {
+int32_t ValidateAndKey(int32_t readStatus, const QuorbRecord& rec, int64_t& composedKey) {
   composedKey = QUORB_KEY_NONE;
+  if (readStatus != 0) return readStatus;
   const int32_t status = ValidateQuorbValues(rec);
   if (status == 0) composedKey = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
   return status;
@@ -136,9 +137,10 @@ void CardEventReader::AddCardSet(std::string_view line2, bool isCard, CardEventB
   CardEvent& event = AddEvent(CardEventKind::kCardSet, batch);
   event.heldBegin = static_cast<uint32_t>(batch.held_.size());
   card2P_.Assign(line2);
-  event.status = pending1PIsCard_ && isCard
-                     ? ReadCardSetOfCards(pending1P_.line(), card2P_.line(), event.rec)
-                     : ReadCardSet(pending1P_.line(), card2P_.line(), event.rec);
+  const int32_t readStatus = pending1PIsCard_ && isCard
+                                 ? ReadCardSetOfCards(pending1P_.line(), card2P_.line(), event.rec)
+                                 : ReadCardSet(pending1P_.line(), card2P_.line(), event.rec);
+  event.status = ValidateAndKey(readStatus, event.rec, event.composedKey);
   event.heldEnd = static_cast<uint32_t>(batch.held_.size());
   state_ = Pending1P::kUsed;
 }

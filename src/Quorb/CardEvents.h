@@ -25,10 +25,10 @@ int32_t ReadCardSet(const Line& line1, const Line& line2, QuorbRecord& rec);
 // card.
 int32_t ReadCardSetOfCards(const Line& line1, const Line& line2, QuorbRecord& rec);
 
-// Validates a card set read by ReadCardSet and keys it: 0 with the key in
-// composedKey (QUORB_KEY_NONE when the vector cannot be keyed), or 2 after
-// logging why.
-int32_t ValidateAndKey(const QuorbRecord& rec, int64_t& composedKey);
+// Validates and keys a card set that ReadCardSet read with readStatus: 0
+// with the key in composedKey (QUORB_KEY_NONE when the vector cannot be
+// keyed), or 2 after logging why (readStatus itself when reading failed).
+int32_t ValidateAndKey(int32_t readStatus, const QuorbRecord& rec, int64_t& composedKey);
 
 enum class CardEventKind : uint8_t {
   kCardSet,       // a 2P card after a 1P card not yet used: read into rec
@@ -45,10 +45,12 @@ struct CardEvent {
   CardEventKind kind = CardEventKind::kEnd;
   // The number of the event's line in its unit (for a card set, its 2P card).
   int32_t line = 0;
-  // kCardSet: ReadCardSet's status and record. Validating and keying it
-  // is left to the storing side, which has time to spare.
+  // kCardSet: the status of reading, validating and keying the card set,
+  // its record and its composed key, all made on the reading side so that
+  // the storing side, which every load passes through, only stores.
   int32_t status = 0;
   QuorbRecord rec;
+  int64_t composedKey = 0;
   // kManeuver: the card. kLone2P: the 2P card, and the 1P card when one
   // may still be pending (a card set used it and no keyword came since).
   std::string_view card;

@@ -4,6 +4,7 @@
 #include <span>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #include "Quorb/CardEvents.h"
 #include "Quorb/LoadReport.h"
@@ -30,6 +31,7 @@ class CardPass {
       : files_(files), unit_(unit), counts_(counts) {}
 
   void Apply(const CardEventBatch& batch) {
+    PrefetchPathsOfScatteredKeys(batch);
     for (std::size_t i = 0; i < batch.size(); ++i) Apply(batch[i], batch.held());
   }
 
@@ -46,7 +48,7 @@ class CardPass {
              held.subspan(event.heldBegin, event.heldEnd - event.heldBegin)) {
           TraceLogDeliverHeld(line);
         }
-        Settle(event.status, event.rec, event.line);
+        Settle(event.status, event.composedKey, event.rec, event.line);
         break;
       case CardEventKind::kLone2P:
         ReadLone2P(event);
@@ -74,6 +76,22 @@ class CardPass {
     }
   }
 
+  // Card sets in no key order would each wait for the misses of its path
+  // down the tree; fetched together first, those misses overlap. Keys that
+  // ascend, as in a catalog, find their paths cached anyway.
+  void PrefetchPathsOfScatteredKeys(const CardEventBatch& batch) {
+    keys_.clear();
+    bool ascending = true;
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+      const CardEvent& event = batch[i];
+      if (event.kind != CardEventKind::kCardSet || event.status != 0) continue;
+      if (event.composedKey == QUORB_KEY_NONE) continue;
+      ascending &= keys_.empty() || keys_.back() < event.composedKey;
+      keys_.push_back(event.composedKey);
+    }
+    if (!ascending) QuorbPrefetchInsertPaths(keys_);
+  }
+
   void Report(LoadReportKind kind, int32_t line) {
     if (report_ != nullptr) report_->Dropped(kind, files_.unit, line);
   }
@@ -98,7 +116,10 @@ class CardPass {
     HandOverDueManeuvers();
     line1_.Assign(event.card1P);
     line2_.Assign(event.card);
-    Settle(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_, event.line);
+    int64_t composedKey = QUORB_KEY_NONE;
+    const int32_t status =
+        ValidateAndKey(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_, composedKey);
+    Settle(status, composedKey, rec_, event.line);
   }
 
   // The maneuvers gathered so far belong to the vector loaded last.
@@ -112,9 +133,7 @@ class CardPass {
 
   // Validates, keys and stores a card set read with the given status; line
   // is its 2P card's.
-  void Settle(int32_t status, const QuorbRecord& rec, int32_t line) {
-    int64_t composedKey = QUORB_KEY_NONE;
-    if (status == 0) status = ValidateAndKey(rec, composedKey);
+  void Settle(int32_t status, int64_t composedKey, const QuorbRecord& rec, int32_t line) {
     status_ = status;
     if (status != 0 || composedKey == QUORB_KEY_NONE) {
       ++counts_.bad;
@@ -179,6 +198,7 @@ class CardPass {
   LineBuffer line1_;
   LineBuffer line2_;
   QuorbRecord rec_;
+  std::vector<int64_t> keys_;  // a batch's keys, kept for the next batch's
 };
 
 // Stores the first batch and what follows it, while a second thread reads

@@ -9,22 +9,45 @@ namespace {
 
 constexpr std::size_t kFirstCapacity = 1024;
 constexpr uint64_t kGoldenRatio = 0x9E3779B97F4A7C15ull;
-// While the table is rehashed, the slots of entries this far ahead are
-// fetched, so that several misses are in flight at once.
+constexpr int kAddressBits = 48;
+constexpr uint64_t kAddressMask = (uint64_t{1} << kAddressBits) - 1;
+// The tag takes hash bits that no table's home uses (homes take the top).
+constexpr int kTagShift = 16;
+constexpr uint64_t kTagMask = 0xFFFF;
+// While the table is rehashed, the records of entries this far ahead are
+// fetched (their keys give the new homes), and the new slots of entries
+// half as far ahead, so that many misses are in flight at once.
 constexpr std::size_t kRehashLookahead = 16;
 
 }  // namespace
 
-std::size_t KeyIndex::Home(int64_t key, int shift) {
-  return static_cast<std::size_t>((static_cast<uint64_t>(key) * kGoldenRatio) >> shift);
+uint64_t KeyIndex::Hash(int64_t key) {
+  return static_cast<uint64_t>(key) * kGoldenRatio;
+}
+
+std::size_t KeyIndex::Home(uint64_t hash) const {
+  return static_cast<std::size_t>(hash >> shift_.load(std::memory_order_relaxed));
+}
+
+QuorbRecord* KeyIndex::RecordIn(Slot slot) {
+  return reinterpret_cast<QuorbRecord*>(slot & kAddressMask);
+}
+
+KeyIndex::Slot KeyIndex::SlotOf(QuorbRecord* rec, uint64_t hash) {
+  return reinterpret_cast<uintptr_t>(rec) | ((hash >> kTagShift & kTagMask) << kAddressBits);
+}
+
+bool KeyIndex::Holds(Slot slot, uint64_t hash, int64_t key) {
+  return slot >> kAddressBits == (hash >> kTagShift & kTagMask) && RecordIn(slot)->indexKey == key;
 }
 
 QuorbRecord* KeyIndex::Find(int64_t key) const {
   const Slot* slots = slots_.load(std::memory_order_relaxed);
   if (slots == nullptr) return nullptr;
-  for (std::size_t slot = Home(key, shift_.load(std::memory_order_relaxed));; slot = Next(slot)) {
-    if (slots[slot].key == key) return slots[slot].rec;
-    if (slots[slot].key == 0) return nullptr;
+  const uint64_t hash = Hash(key);
+  for (std::size_t slot = Home(hash);; slot = Next(slot)) {
+    if (slots[slot] == 0) return nullptr;
+    if (Holds(slots[slot], hash, key)) return RecordIn(slots[slot]);
   }
 }
 
@@ -35,22 +58,24 @@ void KeyIndex::Prefetch(int64_t key) const {
   // a prefetch of any address is harmless; the address is formed as an
   // integer so that it never counts as pointer arithmetic.
   if (slots != nullptr && shift < 64) {
-    const auto address = reinterpret_cast<std::uintptr_t>(slots) + Home(key, shift) * sizeof(Slot);
+    const auto address =
+        reinterpret_cast<std::uintptr_t>(slots) + (Hash(key) >> shift) * sizeof(Slot);
     __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
   }
 }
 
 void KeyIndex::Set(int64_t key, QuorbRecord* rec) {
   if ((used_ + 1) * 2 > mask_ + 1) Grow();
-  Insert({key, rec});
+  rec->indexKey = key;
+  Insert(rec, Hash(key));
 }
 
-void KeyIndex::Insert(const Slot& entry) {
+void KeyIndex::Insert(QuorbRecord* rec, uint64_t hash) {
   Slot* slots = slots_.load(std::memory_order_relaxed);
-  std::size_t slot = Home(entry.key, shift_.load(std::memory_order_relaxed));
-  while (slots[slot].key != 0 && slots[slot].key != entry.key) slot = Next(slot);
-  if (slots[slot].key == 0) ++used_;
-  slots[slot] = entry;
+  std::size_t slot = Home(hash);
+  while (slots[slot] != 0 && !Holds(slots[slot], hash, rec->indexKey)) slot = Next(slot);
+  if (slots[slot] == 0) ++used_;
+  slots[slot] = SlotOf(rec, hash);
 }
 
 // Linear probing without tombstones: later slots of the run shift back into
@@ -58,22 +83,22 @@ void KeyIndex::Insert(const Slot& entry) {
 void KeyIndex::Erase(int64_t key) {
   Slot* slots = slots_.load(std::memory_order_relaxed);
   if (slots == nullptr) return;
-  const int shift = shift_.load(std::memory_order_relaxed);
-  std::size_t gap = Home(key, shift);
-  while (slots[gap].key != key) {
-    if (slots[gap].key == 0) return;
+  const uint64_t hash = Hash(key);
+  std::size_t gap = Home(hash);
+  while (!Holds(slots[gap], hash, key)) {
+    if (slots[gap] == 0) return;
     gap = Next(gap);
   }
   --used_;
-  for (std::size_t slot = Next(gap); slots[slot].key != 0; slot = Next(slot)) {
-    const std::size_t home = Home(slots[slot].key, shift);
+  for (std::size_t slot = Next(gap); slots[slot] != 0; slot = Next(slot)) {
+    const std::size_t home = Home(Hash(RecordIn(slots[slot])->indexKey));
     // The entry may move back when its home does not lie in (gap, slot].
     if (((slot - home) & mask_) >= ((slot - gap) & mask_)) {
       slots[gap] = slots[slot];
       gap = slot;
     }
   }
-  slots[gap] = {0, nullptr};
+  slots[gap] = 0;
 }
 
 void KeyIndex::Clear() {
@@ -98,10 +123,14 @@ void KeyIndex::Grow() {
   mask_ = capacity - 1;
   used_ = 0;
   for (std::size_t i = 0; i < oldCapacity; ++i) {
-    if (i + kRehashLookahead < oldCapacity && old[i + kRehashLookahead].key != 0) {
-      __builtin_prefetch(&slots[Home(old[i + kRehashLookahead].key, shift)], 1);
+    if (i + kRehashLookahead < oldCapacity && old[i + kRehashLookahead] != 0) {
+      __builtin_prefetch(RecordIn(old[i + kRehashLookahead]));
     }
-    if (old[i].key != 0) Insert(old[i]);
+    const std::size_t near = i + kRehashLookahead / 2;
+    if (near < oldCapacity && old[near] != 0) {
+      __builtin_prefetch(&slots[Hash(RecordIn(old[near])->indexKey) >> shift], 1);
+    }
+    if (old[i] != 0) Insert(RecordIn(old[i]), Hash(RecordIn(old[i])->indexKey));
   }
   UnmapLarge(const_cast<Slot*>(old), oldCapacity * sizeof(Slot));
 }

@@ -18,11 +18,11 @@ bool ManeuverBuffer::Append(std::string_view card) {
 }
 
 void ManeuverBuffer::CopyTo(QuorbRecord& rec) const {
-  if (!rec.maneuvCards) rec.maneuvCards = std::make_unique<ManeuvCards>();
+  if (!rec.maneuvCards()) rec.SetManeuvCards(std::make_unique<ManeuvCards>());
   if (cards_) {
-    *rec.maneuvCards = *cards_;
+    *rec.maneuvCards() = *cards_;
   } else {
-    rec.maneuvCards->fill(BlankText<kLineLength>());
+    rec.maneuvCards()->fill(BlankText<kLineLength>());
   }
   rec.numManeuvCards = count_;
 }

@@ -205,6 +205,25 @@ int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* li
   return AddComposedVector(rec, composedKey, linked);
 }
 
+void QuorbPrefetchInsertPaths(std::span<const int64_t> keys) {
+  // Paths walked side by side: enough to keep the memory system busy.
+  constexpr std::size_t kLanes = 16;
+  const StoreRead read;
+  for (std::size_t first = 0; first < keys.size(); first += kLanes) {
+    const std::size_t lanes = std::min(kLanes, keys.size() - first);
+    const QuorbBinTree* lane[kLanes];
+    std::fill_n(lane, lanes, quorbTreeRoot);
+    for (bool walking = quorbTreeRoot != nullptr; walking;) {
+      walking = false;
+      for (std::size_t i = 0; i < lanes; ++i) {
+        if (lane[i] == nullptr) continue;
+        lane[i] = keys[first + i] < lane[i]->key ? lane[i]->left : lane[i]->right;
+        walking |= lane[i] != nullptr;
+      }
+    }
+  }
+}
+
 int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
   const auto equal = [](const QuorbBinTree& stored, const QuorbBinTree& added) {
     return stored.rec && added.rec && Equal(*stored.rec, *added.rec);
@@ -307,7 +326,9 @@ int32_t QuorbUpdateRec(int64_t key, const QuorbRecord& rec) {
       status = 3;
       return;
     }
-    node->rec = std::move(replacement);
+    // The index confirms keys in the records it holds: the former one goes
+    // only once the new one has its slot.
+    std::swap(node->rec, replacement);
     recordIndex.Set(key, node->rec.get());
   });
   if (status == 3) {
@@ -340,11 +361,12 @@ int32_t QuorbRemoveNode(int64_t key) {
       status = RemoveDmaLocked(key);
       if (status != 0) return;
     }
+    // Out of the index first, while the index can still read its record.
+    if (!IsDMA(key)) recordIndex.Erase(key);
     int32_t shrunk = 0;
     RemoveNodeRecursive(quorbTreeRoot, key, shrunk, status);
     if (status != 0) return;
     AddToNodeCount(-1);
-    if (!IsDMA(key)) recordIndex.Erase(key);
   });
   return status;
 }

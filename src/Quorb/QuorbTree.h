@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <vector>
 
 #include "Quorb/QuorbTypes.h"
@@ -36,6 +37,12 @@ int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked = nullptr);
 // composed key it has made (a bulk load does both for every card set, and
 // need not pay for them twice).
 int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* linked);
+
+// Brings into the cache the tree nodes that inserting each of keys would
+// pass, walking several paths at a time so that their misses overlap: keys
+// added in no particular order then find their paths cached. Only a hint;
+// the tree does not change.
+void QuorbPrefetchInsertPaths(std::span<const int64_t> keys);
 
 // Links a node the caller made (key and record set) into the tree. A key
 // taken by a different vector is advanced with NextSatKey, up to 100 keys in

@@ -12,7 +12,7 @@ namespace quorb {
 namespace {
 
 template <typename T>
-std::unique_ptr<T> CopyPart(const std::unique_ptr<T>& part) {
+std::unique_ptr<T> CopyPart(const T* part) {
   return part ? std::make_unique<T>(*part) : nullptr;
 }
 
@@ -107,22 +107,30 @@ bool IsValidCoordSys(const Text<5>& coordSys) {
 
 }  // namespace
 
-QuorbRecord::QuorbRecord(const QuorbRecord& other)
-    : QuorbRecordValues(other),
-      covMatrix(CopyPart(other.covMatrix)),
-      card4p(CopyPart(other.card4p)),
-      maneuvCards(CopyPart(other.maneuvCards)) {}
+QuorbRecord::QuorbRecord(const QuorbRecord& other) : QuorbRecordValues(other) {
+  *this = other;
+}
 
 QuorbRecord& QuorbRecord::operator=(const QuorbRecord& other) {
   if (this == &other) return *this;
   QuorbRecordValues::operator=(other);
-  // Copy first: the moves below release the old parts.
-  auto cov = CopyPart(other.covMatrix);
-  auto ctrl = CopyPart(other.card4p);
-  auto cards = CopyPart(other.maneuvCards);
-  covMatrix = std::move(cov);
-  card4p = std::move(ctrl);
-  maneuvCards = std::move(cards);
+  if (!other.parts_) {
+    parts_.reset();
+    return *this;
+  }
+  // Copied apart first: other's parts may be the ones this record gives up.
+  auto copies = std::make_unique<RecordParts>(RecordParts{
+      CopyPart(other.covMatrix()), CopyPart(other.card4p()), CopyPart(other.maneuvCards())});
+  parts_ = std::move(copies);
+  return *this;
+}
+
+QuorbRecord::QuorbRecord(QuorbRecord&& other) noexcept
+    : QuorbRecordValues(other), parts_(std::move(other.parts_)) {}
+
+QuorbRecord& QuorbRecord::operator=(QuorbRecord&& other) noexcept {
+  QuorbRecordValues::operator=(other);
+  parts_ = std::move(other.parts_);
   return *this;
 }
 
@@ -152,9 +160,7 @@ void ReleaseUnusedStoreMemory() {
 }
 
 void FreeQuorbRecord(QuorbRecord& rec) {
-  rec.maneuvCards.reset();
-  rec.covMatrix.reset();
-  rec.card4p.reset();
+  rec.FreeParts();
 }
 
 int32_t ValidateQuorbValues(const QuorbRecord& rec) {

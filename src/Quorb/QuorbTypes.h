@@ -57,20 +57,21 @@ inline constexpr int kManeuvSlots = 100;
 using CovMatrix = std::array<double, kCovSize>;
 using ManeuvCards = std::array<Line, kManeuvSlots>;
 
-// The twelve fields of a vector that a host passes one by one.
+// The twelve fields of a vector that a host passes one by one, widest
+// first so that a million stored records carry no padding between them.
 struct VectorFields {
   double pos[3] = {0.0, 0.0, 0.0};  // km, earth-centred inertial
   double vel[3] = {0.0, 0.0, 0.0};  // m/s
-  char secClass = 'U';
-  int32_t satNum = 0;
-  Text<8> intlDesig = BlankText<8>();
-  Text<17> epochDtg = BlankText<17>();
-  int32_t revNum = 0;
-  int32_t elsetNum = 0;
   double bTerm = 0.0;
   double agom = 0.0;
   double inTrackThrust = 0.0;  // km/s^2
+  int32_t satNum = 0;
+  int32_t revNum = 0;
+  int32_t elsetNum = 0;
+  Text<8> intlDesig = BlankText<8>();
+  Text<17> epochDtg = BlankText<17>();
   Text<5> coordSys = BlankText<5>();
+  char secClass = 'U';
 };
 
 // The plain values of a record: everything but the parts it owns.
@@ -81,28 +82,64 @@ struct QuorbRecordValues : VectorFields {
   double weightedRms = 0.0;
 };
 
-// One satellite state vector at one epoch. A value type: copying gives the
-// target its own copies of the covariance, controls and maneuver cards.
-struct QuorbRecord : QuorbRecordValues {
+// The parts a record may own. Most records own none, so they share one
+// pointer that stays null until a part is set: a stored vector without them
+// costs that one pointer.
+struct RecordParts {
   std::unique_ptr<CovMatrix> covMatrix;
   std::unique_ptr<Card4pInput> card4p;
   std::unique_ptr<ManeuvCards> maneuvCards;
+};
+
+// One satellite state vector at one epoch. A value type: copying gives the
+// target its own copies of the covariance, controls and maneuver cards.
+struct QuorbRecord : QuorbRecordValues {
+  // The key the store's index files this record under (0 outside the
+  // index): a find confirms its slot here, in memory it reads anyway. It
+  // belongs to the record's place, not its values, so copies and moves leave
+  // it where it is.
+  int64_t indexKey = 0;
 
   QuorbRecord() = default;
   QuorbRecord(const QuorbRecord& other);
   QuorbRecord& operator=(const QuorbRecord& other);
-  QuorbRecord(QuorbRecord&&) noexcept = default;
-  QuorbRecord& operator=(QuorbRecord&&) noexcept = default;
+  QuorbRecord(QuorbRecord&& other) noexcept;
+  QuorbRecord& operator=(QuorbRecord&& other) noexcept;
   ~QuorbRecord();
+
+  // The optional parts, null when absent; setting null removes one.
+  CovMatrix* covMatrix() const { return Part(&RecordParts::covMatrix); }
+  Card4pInput* card4p() const { return Part(&RecordParts::card4p); }
+  ManeuvCards* maneuvCards() const { return Part(&RecordParts::maneuvCards); }
+  void SetCovMatrix(std::unique_ptr<CovMatrix> cov) { SetPart(&RecordParts::covMatrix, cov); }
+  void SetCard4p(std::unique_ptr<Card4pInput> ctrl) { SetPart(&RecordParts::card4p, ctrl); }
+  void SetManeuvCards(std::unique_ptr<ManeuvCards> cards) {
+    SetPart(&RecordParts::maneuvCards, cards);
+  }
+  // Releases every optional part.
+  void FreeParts() { parts_.reset(); }
 
   // Records on the heap (those of the store above all) come from a pool of
   // their own; see ReleaseUnusedStoreMemory.
   static void* operator new(std::size_t size);
   static void operator delete(void* block, std::size_t size);
+
+ private:
+  template <typename T>
+  T* Part(std::unique_ptr<T> RecordParts::*slot) const {
+    return parts_ ? ((*parts_).*slot).get() : nullptr;
+  }
+  template <typename T>
+  void SetPart(std::unique_ptr<T> RecordParts::*slot, std::unique_ptr<T>& part) {
+    if (!parts_ && !part) return;
+    if (!parts_) parts_ = std::make_unique<RecordParts>();
+    (*parts_).*slot = std::move(part);
+  }
+
+  std::unique_ptr<RecordParts> parts_;
 };
 
-// Releases the record's optional parts (maneuver cards, covariance, controls,
-// in that order); the scalar fields stay as they are.
+// Releases the record's optional parts; the scalar fields stay as they are.
 void FreeQuorbRecord(QuorbRecord& rec);
 
 // Range checks before a record is stored; every failing check logs its own

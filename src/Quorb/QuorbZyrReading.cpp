@@ -139,7 +139,7 @@ void ApplyVectorKey(std::string_view line, VectorDraft& d) {
 void GiveCovariance(VectorDraft& d) {
   double sum = 0.0;
   for (const double c : d.cov) sum += std::abs(c);
-  if (sum > kCovThreshold) d.rec.covMatrix = std::make_unique<CovMatrix>(d.cov);
+  if (sum > kCovThreshold) d.rec.SetCovMatrix(std::make_unique<CovMatrix>(d.cov));
 }
 
 // Keys the gathered vector and links it into the store under a composed key.
@@ -328,7 +328,7 @@ std::optional<int32_t> AttachZyrCtrls(int32_t satNum, int32_t unit) {
   QuorbRecord rec;
   QuorbFindRec(key, rec);
   if (rec.satNum == kNotFoundSatNum) return std::nullopt;
-  rec.card4p = std::make_unique<Card4pInput>(ReadZyrCtrls(unit));
+  rec.SetCard4p(std::make_unique<Card4pInput>(ReadZyrCtrls(unit)));
   return QuorbUpdateRec(key, rec);
 }
 

@@ -139,16 +139,16 @@ TEST_F(ArrayForm, ControlsAndCovarianceFollowTheFlag) {
   const Line xs = MakeText<kLineLength>("U12345678");
   xa[87] = 5;  // no such step mode
   QuorbRecord rec = Array2Quorb(xa.data(), xs);
-  ASSERT_NE(rec.card4p, nullptr);
-  EXPECT_EQ(
-      std::make_tuple(rec.card4p->ctrl1, rec.card4p->ctrl2, rec.card4p->ctrl3, rec.card4p->ctrl4,
-                      rec.card4p->sEarthTidesFlag, rec.card4p->stepMode, rec.card4p->stepSize),
-      std::make_tuple(1, 1, 1, 1, 12, 0, 120.0));
-  EXPECT_NE(rec.covMatrix, nullptr);
+  ASSERT_NE(rec.card4p(), nullptr);
+  EXPECT_EQ(std::make_tuple(rec.card4p()->ctrl1, rec.card4p()->ctrl2, rec.card4p()->ctrl3,
+                            rec.card4p()->ctrl4, rec.card4p()->sEarthTidesFlag,
+                            rec.card4p()->stepMode, rec.card4p()->stepSize),
+            std::make_tuple(1, 1, 1, 1, 12, 0, 120.0));
+  EXPECT_NE(rec.covMatrix(), nullptr);
   xa[87] = 2;
-  const int32_t kept = Array2Quorb(xa.data(), xs).card4p->stepMode;
+  const int32_t kept = Array2Quorb(xa.data(), xs).card4p()->stepMode;
   xa[87] = -1;
-  EXPECT_EQ(kept * 10 + Array2Quorb(xa.data(), xs).card4p->stepMode, 20);
+  EXPECT_EQ(kept * 10 + Array2Quorb(xa.data(), xs).card4p()->stepMode, 20);
 }
 
 }  // namespace

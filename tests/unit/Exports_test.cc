@@ -84,7 +84,7 @@ TEST_F(Exports, SettingFieldsFromText) {
 TEST_F(Exports, FieldUpdatesKeepWhatTheyDoNotName) {
   const int64_t key = FieldsIn().Add();
   QuorbModifyRec(key, [](QuorbRecord& rec) {
-    rec.maneuvCards = std::make_unique<ManeuvCards>();
+    rec.SetManeuvCards(std::make_unique<ManeuvCards>());
     rec.numManeuvCards = 2;
   });
   FieldsIn update{{1, 2, 3}, {4, 5, 6}, 'C', 1, "X", "", 11, 12, 0.1, 0.2, 0.3, "TMDAT"};

@@ -36,7 +36,7 @@ QuorbRecord Stored(int satNum, int day) {
 std::vector<std::string> ManeuversOf(const QuorbRecord& rec) {
   std::vector<std::string> cards;
   for (int i = 0; i < rec.numManeuvCards; ++i) {
-    cards.emplace_back(TrimRight(View((*rec.maneuvCards)[i])));
+    cards.emplace_back(TrimRight(View((*rec.maneuvCards())[i])));
   }
   return cards;
 }
@@ -201,7 +201,7 @@ TEST_F(Files, ManeuverCardsGoToTheVectorBeforeThem) {
   const QuorbRecord first = Stored(1, 10);
   EXPECT_EQ(ManeuversOf(first),
             (std::vector<std::string>{ManeuverCard(1), ManeuverCard(2), ManeuverCard(3, '2')}));
-  EXPECT_EQ(Stored(2, 10).maneuvCards, nullptr);
+  EXPECT_EQ(Stored(2, 10).maneuvCards(), nullptr);
   EXPECT_EQ(ManeuversOf(Stored(3, 10)), std::vector<std::string>{ManeuverCard(4)});
 
   // Past the 100th card before a hand-over, cards are dropped with one warning.
@@ -267,9 +267,9 @@ TEST_F(Files, KeyedDataInsideAFile) {
             0);
   EXPECT_EQ(LastTotals(), Totals(1, 0, 0));
   EXPECT_EQ(Load((dir_ / "25544_ctrl.txt").string()), 0);
-  EXPECT_EQ(Stored(1, 10).card4p, nullptr);
-  ASSERT_NE(Stored(25544, 10).card4p, nullptr);
-  EXPECT_EQ(Stored(25544, 10).card4p->stepSize, 120.0);
+  EXPECT_EQ(Stored(1, 10).card4p(), nullptr);
+  ASSERT_NE(Stored(25544, 10).card4p(), nullptr);
+  EXPECT_EQ(Stored(25544, 10).card4p()->stepSize, 120.0);
   // Keyed vector data end a file; the maneuver card before them is handed
   // over whatever was handed before.
   EXPECT_EQ(Load(WriteFile("vec.txt", CardSet(3, 10) + ManeuverCard(1) + "\n" + Rejected(4, 10) +

@@ -73,8 +73,8 @@ TEST_F(KeyedData, VectorKeysFillTheRecordInItsUnits) {
   EXPECT_EQ(std::vector<double>(rec.vel, rec.vel + 3),
             (std::vector<double>{7500.0, -250.0, 1000.0}));  // km/s to m/s
   EXPECT_EQ(View(rec.coordSys), "TMDAT");
-  EXPECT_EQ(rec.covMatrix, nullptr);
-  EXPECT_EQ(rec.maneuvCards, nullptr);
+  EXPECT_EQ(rec.covMatrix(), nullptr);
+  EXPECT_EQ(rec.maneuvCards(), nullptr);
 }
 
 // Integers and texts end at column 60, reals at column 62; a value without a
@@ -116,7 +116,7 @@ TEST_F(KeyedData, VectorsThatCannotBeKeyedAreBadAnEqualOneIsADuplicate) {
 
 TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {
   LoadVector(kMinimal + "covariance_matrix(01) = 1.0e-30\n");  // too small to be one
-  EXPECT_EQ(std::pair(Stored().covMatrix == nullptr, Stored().revNum), std::pair(true, 0));
+  EXPECT_EQ(std::pair(Stored().covMatrix() == nullptr, Stored().revNum), std::pair(true, 0));
   QuorbRemoveAllSats();
   LoadVector(test::ManeuverCard(1) + "\n*" + test::ManeuverCard(3).substr(1) + "\n" + kMinimal +
              test::ManeuverCard(2, '9') + "\n" +
@@ -124,13 +124,13 @@ TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {
              "covariance_matrix(29) = 9.0\ncovariance_matrix(00) = 9.0\n"
              "covariance_matrix(04) = none\ncovariance_matrix(3)  = 4.0\n");  // ')' in column 20
   const QuorbRecord rec = Stored();
-  ASSERT_NE(rec.covMatrix, nullptr);
+  ASSERT_NE(rec.covMatrix(), nullptr);
   CovMatrix expected{1.0e-6, 0, 4.0};
   expected[27] = -2.5;
-  EXPECT_EQ(*rec.covMatrix, expected);
+  EXPECT_EQ(*rec.covMatrix(), expected);
   ASSERT_EQ(rec.numManeuvCards, 2);
-  EXPECT_EQ(TrimRight(View((*rec.maneuvCards)[1])), test::ManeuverCard(2, '9'));
-  EXPECT_TRUE(IsBlank(View((*rec.maneuvCards)[2])));
+  EXPECT_EQ(TrimRight(View((*rec.maneuvCards())[1])), test::ManeuverCard(2, '9'));
+  EXPECT_TRUE(IsBlank(View((*rec.maneuvCards())[2])));
 }
 
 // The perturbation switch lasts from one read of control data to the next:

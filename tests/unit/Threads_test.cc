@@ -239,7 +239,7 @@ class CardPassThreads : public test::StoreTest {
     for (const int64_t key : QuorbGetTreeKeys(QUORB_ORDER_LOAD)) {
       QuorbRecord rec;
       QuorbFindRec(key, rec);
-      for (int i = 0; i < rec.numManeuvCards; ++i) outcome += View((*rec.maneuvCards)[i]);
+      for (int i = 0; i < rec.numManeuvCards; ++i) outcome += View((*rec.maneuvCards())[i]);
       outcome += "\n";
     }
     return outcome + Totals(loaded_, dup_, bad_);

@@ -445,8 +445,8 @@ int32_t ManeuverCardGet(int64_t satKey, int32_t index, char card[512]) {
   int32_t count = -1;
   Line text;
   const bool found = QuorbReadRec(satKey, [&](const QuorbRecord& rec) {
-    count = rec.maneuvCards ? rec.numManeuvCards : 0;
-    if (index >= 1 && index <= count) text = (*rec.maneuvCards)[index - 1];
+    count = rec.maneuvCards() ? rec.numManeuvCards : 0;
+    if (index >= 1 && index <= count) text = (*rec.maneuvCards())[index - 1];
   });
   if (found && card != nullptr && index >= 1 && index <= count) TextOut(card, text);
   return count;

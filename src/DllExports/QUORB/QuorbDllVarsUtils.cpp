@@ -132,11 +132,11 @@ void Quorb2Array(const QuorbRecord& rec, double* xa, Line& xs) {
   std::copy_n(rec.vel, 3, xa + QUORB_XA_VEL);
   xs[0] = rec.secClass;
   std::copy(rec.intlDesig.begin(), rec.intlDesig.end(), xs.begin() + 1);
-  if (!rec.card4p) return;
-  ControlsToArray(*rec.card4p, xa);
+  if (!rec.card4p()) return;
+  ControlsToArray(*rec.card4p(), xa);
   // A covariance travels only together with the controls.
-  if (rec.covMatrix)
-    std::copy(rec.covMatrix->begin(), rec.covMatrix->end(), xa + QUORB_XA_COVARIANCE);
+  if (rec.covMatrix())
+    std::copy(rec.covMatrix()->begin(), rec.covMatrix()->end(), xa + QUORB_XA_COVARIANCE);
 }
 
 QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
@@ -154,8 +154,8 @@ QuorbRecord Array2Quorb(const double* xa, const Line& xs) {
   std::copy_n(xa + QUORB_XA_POS, 3, rec.pos);
   std::copy_n(xa + QUORB_XA_VEL, 3, rec.vel);
   if (ArrayInt(xa[QUORB_XA_CONTROLS_FLAG]) == 1) {
-    rec.card4p = ControlsFromArray(xa);
-    rec.covMatrix = CovarianceFromArray(xa);
+    rec.SetCard4p(ControlsFromArray(xa));
+    rec.SetCovMatrix(CovarianceFromArray(xa));
   }
   return rec;
 }
