@@ -256,7 +256,33 @@ bool ReadOrdinalForm(EpochReader& reader, EpochFields& fields) {
   return reader.Finish();
 }
 
+// YYDDDHHMMSS.SSS in plain digits, the form nearly every card carries, read
+// without the general reader's per-character rules (which give it the same
+// fields). False for any other text.
+bool ReadPlainCompactForm(std::string_view text, EpochFields& fields) {
+  constexpr std::size_t kLength = 15;
+  constexpr std::size_t kPoint = 11;
+  constexpr int64_t kNanosPerMilli = 1'000'000;
+  if (text.size() != kLength || text[kPoint] != '.') return false;
+  const auto digit = [text](std::size_t i) {
+    return static_cast<uint32_t>(static_cast<unsigned char>(text[i])) - '0';
+  };
+  bool plain = true;
+#pragma GCC unroll 16
+  for (std::size_t i = 0; i < kLength; ++i) plain &= i == kPoint || digit(i) <= 9;
+  if (!plain) return false;
+  const auto two = [&digit](std::size_t i) { return int64_t{digit(i) * 10 + digit(i + 1)}; };
+  fields.year = FullYear(two(0));
+  fields.dayOfYear = digit(2) * 100 + two(3);
+  fields.hour = two(5);
+  fields.minute = two(7);
+  fields.second = two(9);
+  fields.fraction = (digit(12) * 100 + two(13)) * kNanosPerMilli;
+  return true;
+}
+
 bool ReadFields(std::string_view epoch, EpochFields& fields) {
+  if (ReadPlainCompactForm(Trim(epoch), fields)) return true;
   EpochReader reader(epoch);
   const char fifth = reader.CharAt(4);
   if (fifth == '/') return ReadOrdinalForm(reader, fields);
