@@ -132,8 +132,10 @@ int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts) {
 int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& counts) {
   UnitRewind(unit);
   counts = {};
+  // Looked up once: included files are read through units of their own.
+  Unit* reading = UnitForReading(unit);
   std::string_view line;
-  while (UnitReadLine(unit, line)) {
+  while (reading != nullptr && UnitReadLine(*reading, line)) {
     // Most lines are cards, comments or blanks; a glance at the first column
     // passes them over.
     if (!BeginsLikeKeyword(line)) continue;
