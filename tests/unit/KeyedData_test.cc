@@ -112,6 +112,10 @@ TEST_F(KeyedData, VectorsThatCannotBeKeyedAreBadAnEqualOneIsADuplicate) {
   }
   EXPECT_EQ(LoadVector(kMinimal), Totals(1, 0, 0));
   EXPECT_EQ(LoadVector(kMinimal), Totals(0, 1, 0));
+  // Without a satellite number the vector is satellite 0's.
+  EXPECT_EQ(LoadVector("pos_vel_eci_epoch_iyear = 2025\npos_vel_eci_epoch_day = 10.5\n"),
+            Totals(1, 0, 0));
+  EXPECT_EQ(QuorbGetSatKey(0), CreateSatKey(0, kVectorElsetType, "25010120000.000"));
 }
 
 TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {

@@ -105,9 +105,12 @@ struct FieldOutputs {
   }
 
   // Zeros and blanks in every output the host gave.
-  void SetEmpty() const { Write(QuorbRecord{}, ' ', 0); }
+  void SetEmpty() const {
+    static const VectorFields kEmpty;
+    Write(kEmpty, ' ', 0);
+  }
 
-  void Write(const QuorbRecord& rec) const { Write(rec, rec.secClass, rec.satNum); }
+  void Write(const VectorFields& rec) const { Write(rec, rec.secClass, rec.satNum); }
 
  private:
   template <class T>
@@ -115,7 +118,7 @@ struct FieldOutputs {
     if (out) *out = value;
   }
 
-  void Write(const QuorbRecord& rec, char cls, int32_t sat) const {
+  void Write(const VectorFields& rec, char cls, int32_t sat) const {
     for (int i = 0; i < 3; ++i) {
       if (pos) pos[i] = rec.pos[i];
       if (vel) vel[i] = rec.vel[i];
@@ -354,9 +357,14 @@ int32_t QuorbGetAllFields(int64_t satKey, double pos[3], double vel[3], char* se
                           char coordSys[5]) {
   const FieldOutputs out{pos,    vel,      secClass, satNum, intlDesig,     epochDtg,
                          revNum, elsetNum, bTerm,    agom,   inTrackThrust, coordSys};
-  out.SetEmpty();
-  if (!out.Given("QuorbGetAllFields")) return QUORB_FAILED;
+  // Outputs are emptied only on failure: a found vector overwrites them all,
+  // and writing them twice would cost a lookup's worth of time.
+  if (!out.Given("QuorbGetAllFields")) {
+    out.SetEmpty();
+    return QUORB_FAILED;
+  }
   if (!QuorbReadRec(satKey, [&out](const QuorbRecord& rec) { out.Write(rec); })) {
+    out.SetEmpty();
     LogNotFound("QuorbGetAllFields", satKey);
     return QUORB_FAILED;
   }
