@@ -112,10 +112,17 @@ int32_t KeywordType(std::string_view line) {
   return kCardOther;
 }
 
-constexpr bool IsKeywordInitial(char c) {
-  return std::any_of(kKeywords.begin(), kKeywords.end(),
-                     [c](const Keyword& keyword) { return keyword.word.front() == c; });
-}
+// For every character, whether some keyword begins with it in either case:
+// a file pass looks up the first character of every line.
+constexpr std::array<bool, 256> kKeywordInitials = [] {
+  std::array<bool, 256> initials{};
+  for (const Keyword& keyword : kKeywords) {
+    const char initial = keyword.word.front();
+    initials[static_cast<unsigned char>(initial)] = true;
+    initials[static_cast<unsigned char>(initial - 'A' + 'a')] = true;
+  }
+  return initials;
+}();
 
 bool IsClassifyLevel(char c) {
   return c == ' ' || c == 'C' || c == 'S' || c == 'U';
@@ -190,7 +197,11 @@ int32_t QuorbCardType(std::string_view line) {
 }
 
 bool BeginsLikeKeyword(std::string_view line) {
-  return !line.empty() && IsKeywordInitial(UpperCase(line.front()));
+  return !line.empty() && BeginsKeyword(line.front());
+}
+
+bool BeginsKeyword(char first) {
+  return kKeywordInitials[static_cast<unsigned char>(first)];
 }
 
 int32_t QuorbCardTypeAnyCase(std::string_view line) {

@@ -38,6 +38,8 @@ int32_t QuorbCardTypeAnyCase(std::string_view line);
 // False when the line cannot be a keyword line, whatever its card columns:
 // its first character is no keyword's first letter in either case.
 bool BeginsLikeKeyword(std::string_view line);
+// The same test for a line's first character.
+bool BeginsKeyword(char first);
 
 // Writes rec as a card set. Every value has a written form: one too wide for
 // its columns fills them with asterisks.

@@ -135,10 +135,9 @@ int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& co
   // Looked up once: included files are read through units of their own.
   Unit* reading = UnitForReading(unit);
   std::string_view line;
-  while (reading != nullptr && UnitReadLine(*reading, line)) {
-    // Most lines are cards, comments or blanks; a glance at the first column
-    // passes them over.
-    if (!BeginsLikeKeyword(line)) continue;
+  // Most lines are cards, comments or blanks; a glance at the first column
+  // passes them over.
+  while (reading != nullptr && UnitReadLineBeginning(*reading, BeginsKeyword, line)) {
     const int32_t code = QuorbCardTypeAnyCase(line);
     if (code == kCardDmaOn) {
       ElsetKeyModeSet(1);

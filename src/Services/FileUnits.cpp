@@ -48,6 +48,24 @@ class Unit {
     return true;
   }
 
+  // ReadLine for the next line whose first character passes wanted; most
+  // lines before it are only counted, without a view being made.
+  bool ReadLineBeginning(bool (*wanted)(char), std::string_view& view) {
+    for (;;) {
+      const char* start = buffer_.get() + begin_;
+      const std::size_t pending = end_ - begin_;
+      if (!skipping_ && pending != 0 && !wanted(*start)) {
+        if (const auto* newline = static_cast<const char*>(std::memchr(start, '\n', pending))) {
+          begin_ += static_cast<std::size_t>(newline - start) + 1;
+          ++lineNumber_;
+          continue;
+        }
+      }
+      if (!ReadLine(view)) return false;
+      if (!view.empty() && wanted(view.front())) return true;
+    }
+  }
+
   bool ReadLine(Line& line) {
     std::string_view view;
     if (!ReadLine(view)) return false;
@@ -253,6 +271,10 @@ Unit* UnitForReading(int32_t unit) {
 
 bool UnitReadLine(Unit& unit, std::string_view& line) {
   return unit.ReadLine(line);
+}
+
+bool UnitReadLineBeginning(Unit& unit, bool (*wanted)(char), std::string_view& line) {
+  return unit.ReadLineBeginning(wanted, line);
 }
 
 int32_t UnitLineNumber(const Unit& unit) {

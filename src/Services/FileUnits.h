@@ -38,6 +38,9 @@ Unit* UnitForReading(int32_t unit);
 
 // UnitReadLine's view form, through that object.
 bool UnitReadLine(Unit& unit, std::string_view& line);
+// The next line whose first character passes wanted, the lines before it
+// counted but not given out: a pass that looks for a few lines among many.
+bool UnitReadLineBeginning(Unit& unit, bool (*wanted)(char), std::string_view& line);
 
 // The number of the line read last from a unit, counted from 1 since it was
 // opened or rewound (0 before its first line or when it is not open).
