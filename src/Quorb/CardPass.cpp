@@ -20,6 +20,10 @@
 namespace quorb {
 namespace {
 
+// The fewest bytes a card set takes in a file: two cards of 80 columns and
+// their newlines. A file's size over this bounds the vectors it can add.
+constexpr std::size_t kCardSetBytes = 162;
+
 // Batches in flight between the reading thread and the storing one: enough
 // to ride out a stall on either side, few enough to stay in cache.
 constexpr int kBatchesInFlight = 4;
@@ -236,10 +240,15 @@ bool ApplyReadAhead(CardEventReader& reader, const CardEventBatch& first, CardPa
 
 int32_t RunCardPass(CardPassFiles files, int32_t unit, LoadCounts& counts) {
   CardPass pass(files, unit, counts);
-  CardEventReader reader(UnitForReading(unit));
+  Unit* reading = UnitForReading(unit);
+  CardEventReader reader(reading);
   auto batch = std::make_unique<CardEventBatch>();
   reader.Fill(*batch);
-  if (!batch->ended() && ApplyReadAhead(reader, *batch, pass)) return pass.status();
+  if (!batch->ended() && reading != nullptr) {
+    // A large file: its index room is made once rather than doubled up to.
+    QuorbReserveKeys(UnitBytes(*reading) / kCardSetBytes);
+    if (ApplyReadAhead(reader, *batch, pass)) return pass.status();
+  }
   // A unit read in one batch, or no second thread to be had.
   for (;;) {
     pass.Apply(*batch);

@@ -64,6 +64,10 @@ void KeyIndex::Prefetch(int64_t key) const {
   }
 }
 
+void KeyIndex::Reserve(std::size_t count) {
+  while (count * 2 > mask_ + 1) Grow();
+}
+
 void KeyIndex::Set(int64_t key, QuorbRecord* rec) {
   if ((used_ + 1) * 2 > mask_ + 1) Grow();
   rec->indexKey = key;

@@ -28,6 +28,8 @@ class KeyIndex {
   // record under key. key must not be 0.
   void Set(int64_t key, QuorbRecord* rec);
   void Erase(int64_t key);
+  // Makes room for count keys in all, so that adding them rehashes nothing.
+  void Reserve(std::size_t count);
   void Clear();
 
   // Starts fetching the memory where key would be set, so that a Set a

@@ -224,6 +224,13 @@ void QuorbPrefetchInsertPaths(std::span<const int64_t> keys) {
   }
 }
 
+void QuorbReserveKeys(std::size_t count) {
+  WithStoreWrite([count] {
+    recordIndex.Reserve(static_cast<std::size_t>(nodeCount.load(std::memory_order_relaxed)) +
+                        count);
+  });
+}
+
 int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
   const auto equal = [](const QuorbBinTree& stored, const QuorbBinTree& added) {
     return stored.rec && added.rec && Equal(*stored.rec, *added.rec);

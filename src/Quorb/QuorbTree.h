@@ -44,6 +44,10 @@ int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* li
 // the tree does not change.
 void QuorbPrefetchInsertPaths(std::span<const int64_t> keys);
 
+// Makes the store ready to take count more vectors without rehashing its
+// index on the way. Only a hint.
+void QuorbReserveKeys(std::size_t count);
+
 // Links a node the caller made (key and record set) into the tree. A key
 // taken by a different vector is advanced with NextSatKey, up to 100 keys in
 // all; a direct-address key is tried once. Returns the key the node was

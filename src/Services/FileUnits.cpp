@@ -37,6 +37,12 @@ class Unit {
   ~Unit() { Close(); }
 
   bool forWriting() const { return forWriting_; }
+  std::size_t bytes() const {
+    struct stat status;
+    return ::fstat(fd_, &status) == 0 && S_ISREG(status.st_mode)
+               ? static_cast<std::size_t>(status.st_size)
+               : 0;
+  }
   int32_t lineNumber() const { return lineNumber_; }
 
   // The next line: its bytes before the newline, one carriage return before
@@ -275,6 +281,10 @@ bool UnitReadLine(Unit& unit, std::string_view& line) {
 
 bool UnitReadLineBeginning(Unit& unit, bool (*wanted)(char), std::string_view& line) {
   return unit.ReadLineBeginning(wanted, line);
+}
+
+std::size_t UnitBytes(const Unit& unit) {
+  return unit.bytes();
 }
 
 int32_t UnitLineNumber(const Unit& unit) {

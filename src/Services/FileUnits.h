@@ -45,6 +45,8 @@ bool UnitReadLineBeginning(Unit& unit, bool (*wanted)(char), std::string_view& l
 // The number of the line read last from a unit, counted from 1 since it was
 // opened or rewound (0 before its first line or when it is not open).
 int32_t UnitLineNumber(const Unit& unit);
+// The size of the unit's file in bytes; 0 when it is no regular file.
+std::size_t UnitBytes(const Unit& unit);
 int32_t UnitLineNumber(int32_t unit);
 
 // Puts a unit open for reading back at its first line.
