@@ -20,13 +20,6 @@ std::string Field(int64_t key, int32_t index) {
   return Out(value, sizeof value);
 }
 
-TEST_F(Exports, EveryEpochFormGivesTheStoredKey) {
-  const int64_t key = FieldsIn().Add();
-  for (const char* epoch : {"   25123120000.000", "2025/123 1200 00.000", "251231200 0.00000"}) {
-    EXPECT_EQ(QuorbFieldsToSatKey(25544, epoch), key) << epoch;  // blanks read as zeros
-  }
-}
-
 // Each index and the text of its field, left-justified.
 TEST_F(Exports, FieldsByIndex) {
   FieldsIn f;

@@ -304,8 +304,6 @@ TEST_F(Files, SavedFiles) {
     EXPECT_EQ(Errors().back(), "QuorbSaveFile: Cannot write file \"/dev/full\".");
   }
   EXPECT_EQ(GetSatNumFrFilePath("C:\\data\\00005abc.txt") + GetSatNumFrFilePath("/d/123.x"), 4);
-  EXPECT_EQ(TrimRight(View(CreateInfoMsg("PosX"))),
-            "ValidateQuorbValues: Reset invalid PosX to a valid value.");
 }
 
 }  // namespace
