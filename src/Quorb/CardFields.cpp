@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -30,23 +31,88 @@ constexpr uint64_t kMaxExactInteger = uint64_t{1} << 53;
 // Digits that always fit a uint64_t.
 constexpr int kMaxUint64Digits = 19;
 
-// Eight blanks, as one word.
-constexpr uint64_t kBlankWord = 0x2020202020202020;
+// Characters are read eight, one word, at a time; a card field fits in two.
+constexpr int kWordChars = sizeof(uint64_t);
+constexpr int kTwoWordChars = 2 * kWordChars;
+constexpr uint64_t kEightDigits = 100'000'000;
+
+constexpr uint64_t EveryByte(uint8_t byte) {
+  return byte * uint64_t{0x0101010101010101};
+}
+constexpr uint64_t kBlankWord = EveryByte(' ');
+constexpr uint64_t kZeroWord = EveryByte('0');
+
+// The lowest n bytes (1 to 8) of a word, set. For all eight the shift
+// leaves 0, and 0 - 1 sets every bit.
+uint64_t LowBytes(int n) {
+  return (uint64_t{0x100} << (CHAR_BIT * (n - 1))) - 1;
+}
+
+// The eight characters from p as a word, the first in the lowest byte.
+uint64_t LoadWord(const char* p) {
+  uint64_t word;
+  std::memcpy(&word, p, sizeof word);
+  if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+  return word;
+}
+
+// The count characters (1 to 8) from p, NUL after them. In a field of eight
+// characters or more the word that ends with them is read and shifted, so
+// that nothing past the field is touched.
+uint64_t LoadUpTo(const char* p, int count, const char* fieldStart) {
+  if (count == kWordChars) return LoadWord(p);
+  const char* const end = p + count;
+  if (end - fieldStart >= kWordChars) {
+    return LoadWord(end - kWordChars) >> (CHAR_BIT * (kWordChars - count));
+  }
+  uint64_t word = 0;
+  for (int i = 0; i < count; ++i) {
+    word |= uint64_t{static_cast<unsigned char>(p[i])} << (CHAR_BIT * i);
+  }
+  return word;
+}
 
 // Most fields are right-aligned behind a run of blanks: whole words of
 // blanks are stepped over eight characters at a time.
 const char* SkipBlanks(const char* p, const char* end) {
-  for (; end - p >= 8; p += 8) {
-    uint64_t word;
-    std::memcpy(&word, p, sizeof word);
-    if (const uint64_t diff = word ^ kBlankWord; diff != 0) {
-      const int bits = std::endian::native == std::endian::little ? std::countr_zero(diff)
-                                                                  : std::countl_zero(diff);
-      return p + bits / 8;
+  for (; end - p >= kWordChars; p += kWordChars) {
+    if (const uint64_t diff = LoadWord(p) ^ kBlankWord; diff != 0) {
+      return p + std::countr_zero(diff) / CHAR_BIT;
     }
   }
   while (p != end && *p == ' ') ++p;
   return p;
+}
+
+// kPow10Int[n] is the least number of n + 1 digits.
+constexpr std::array<uint64_t, 20> kPow10Int = [] {
+  std::array<uint64_t, 20> powers{};
+  uint64_t power = 1;
+  for (uint64_t& p : powers) {
+    p = power;
+    power *= 10;
+  }
+  return powers;
+}();
+
+// The top bit of every byte of a word of digit values (characters XOR '0',
+// which leaves 0 to 9 for digits) that is not a digit's.
+uint64_t NonDigitBytes(uint64_t values) {
+  // The low seven bits of a byte reach its top bit from 10 on, never the next byte.
+  const uint64_t tooHigh = (values & EveryByte(0x7F)) + EveryByte(0x80 - 10);
+  return (values | tooHigh) & EveryByte(0x80);
+}
+
+// The number that a word of eight digit values (0 to 9, the first in the
+// lowest byte) spells: joined in pairs, fours, then all eight, with one
+// multiplication each.
+uint64_t EightDigitsValue(uint64_t digits) {
+  constexpr uint64_t kJoinPairs = 10 << 8 | 1;
+  constexpr uint64_t kJoinFours = 100 << 16 | 1;
+  constexpr uint64_t kJoinEights = uint64_t{10000} << 32 | 1;
+  digits = (digits * kJoinPairs >> 8) & 0x00FF00FF00FF00FF;
+  digits = (digits * kJoinFours >> 16) & 0x0000FFFF0000FFFF;
+  return digits * kJoinEights >> 32;
 }
 
 // The mantissa of a real field: its digits as a whole number, the point left
@@ -59,29 +125,36 @@ struct Mantissa {
 };
 
 // Reads digits and at most one point, blanks skipped, up to the first other
-// character, where p is left. A digit is only added in: the counts follow
-// from how far p has gone, less the blanks and the point skipped.
-Mantissa ReadMantissa(const char*& p, const char* end) {
-  const char* const start = p;
-  uint64_t digits = 0;
-  int skipped = 0;  // blanks, and the point
+// character, where p is left. Each word read adds its leading run of digits
+// at once; digits past 2^64 wrap, as they would one at a time.
+Mantissa ReadMantissa(const char*& p, std::string_view field) {
+  const char* const end = field.data() + field.size();
+  Mantissa m;
   int countAtPoint = -1;
-  for (; p != end; ++p) {
-    const unsigned digit = static_cast<unsigned char>(*p) - unsigned{'0'};
-    if (digit < 10) {
-      digits = digits * 10 + digit;
-      continue;
+  while (p != end) {
+    const int left = static_cast<int>(std::min<std::ptrdiff_t>(end - p, kWordChars));
+    const uint64_t values = LoadUpTo(p, left, field.data()) ^ kZeroWord;
+    const int run = std::countr_zero(NonDigitBytes(values)) / CHAR_BIT;  // NUL ends a short word
+    if (run > 0) {
+      // The run moves to the top of the word, behind zeros.
+      const uint64_t digits = values << (CHAR_BIT * (kWordChars - run));
+      m.digits = m.digits * kPow10Int[run] + EightDigitsValue(digits);
+      m.count += run;
+      p += run;
     }
+    if (run == kWordChars || p == end) continue;
     if (*p == '.' && countAtPoint < 0) {
-      countAtPoint = static_cast<int>(p - start) - skipped;
-    } else if (*p != ' ') {
+      countAtPoint = m.count;
+      ++p;
+    } else if (*p == ' ') {
+      p = SkipBlanks(p, end);
+    } else {
       break;
     }
-    ++skipped;
   }
-  const int count = static_cast<int>(p - start) - skipped;
-  const bool hasPoint = countAtPoint >= 0;
-  return {digits, count, hasPoint ? count - countAtPoint : 0, hasPoint};
+  m.hasPoint = countAtPoint >= 0;
+  m.fractionDigits = m.hasPoint ? m.count - countAtPoint : 0;
+  return m;
 }
 
 // Reads what follows a mantissa up to the end of the field: 'E' or 'D'
@@ -124,13 +197,19 @@ char* CopyMantissaDigits(std::string_view field, char* out) {
   return out;
 }
 
-// The mantissa's digits times 10^scale. Small cases are one exact operation
-// on exact operands, so correctly rounded; the rest go to from_chars.
+// digits times 10^scale, when that is one exact operation on exact operands
+// and so correctly rounded.
+std::optional<double> ExactlyScaled(uint64_t digits, int scale) {
+  if (digits > kMaxExactInteger || std::abs(scale) > kMaxExactPower) return std::nullopt;
+  const double whole = static_cast<double>(digits);
+  return scale < 0 ? whole / kExactPow10[-scale] : whole * kExactPow10[scale];
+}
+
+// The mantissa's digits times 10^scale: exactly scaled when it can be, by
+// from_chars otherwise.
 std::optional<double> ScaleDigits(std::string_view field, const Mantissa& m, int scale) {
-  if (m.count <= kMaxUint64Digits && m.digits <= kMaxExactInteger &&
-      std::abs(scale) <= kMaxExactPower) {
-    const double whole = static_cast<double>(m.digits);
-    return scale < 0 ? whole / kExactPow10[-scale] : whole * kExactPow10[scale];
+  if (m.count <= kMaxUint64Digits) {
+    if (const std::optional<double> scaled = ExactlyScaled(m.digits, scale)) return scaled;
   }
   char text[kMaxDigits + 16];
   char* const end = CopyMantissaDigits(field, text);
@@ -145,6 +224,69 @@ std::optional<double> ScaleDigits(std::string_view field, const Mantissa& m, int
   return value;
 }
 
+// Takes the byte at index at out of word: the bytes below it move up one
+// place, and incoming comes in at the bottom.
+uint64_t TakeOutByte(uint64_t word, int at, uint64_t incoming) {
+  const uint64_t moved = LowBytes(at + 1);
+  return (word & ~moved) | ((word << CHAR_BIT) & moved) | incoming;
+}
+
+// Reads the mantissa when it is all that is left of the field, at most
+// sixteen digits and a point, as in most card fields. The two words that end
+// at the field's end are read at once, in a field of eight columns or more,
+// as digit values (each character XOR '0'): the columns before p become
+// leading zeros, the point is taken out, and each word's digits are joined
+// without a branch per character. A count of 0 for any other mantissa.
+Mantissa ReadPlainMantissa(const char* p, std::string_view field) {
+  const char* const end = field.data() + field.size();
+  const int length = static_cast<int>(end - p);
+  if (field.size() < kWordChars || length > kTwoWordChars) return {};
+  uint64_t tail = LoadWord(end - kWordChars) ^ kZeroWord;
+  uint64_t head = 0;
+  if (length < kWordChars) {
+    tail &= ~LowBytes(kWordChars - length);
+  } else if (length > kWordChars) {
+    head = (LoadWord(p) ^ kZeroWord) << (CHAR_BIT * (kTwoWordChars - length));
+  }
+  const uint64_t headMarks = NonDigitBytes(head);
+  const uint64_t tailMarks = NonDigitBytes(tail);
+  const bool hasPoint = (headMarks | tailMarks) != 0;
+  int fractionDigits = 0;
+  if (hasPoint) {
+    // One point, and nothing else, may stand among the digits.
+    const int at = headMarks != 0 ? std::countr_zero(headMarks) / CHAR_BIT
+                                  : kWordChars + std::countr_zero(tailMarks) / CHAR_BIT;
+    const uint64_t others =
+        headMarks != 0 ? (headMarks & (headMarks - 1)) | tailMarks : tailMarks & (tailMarks - 1);
+    if (others != 0 || end[at - kTwoWordChars] != '.') return {};
+    if (at < kWordChars) {
+      head = TakeOutByte(head, at, 0);
+    } else {
+      tail = TakeOutByte(tail, at - kWordChars, head >> (CHAR_BIT * (kWordChars - 1)));
+      head <<= CHAR_BIT;
+    }
+    fractionDigits = kTwoWordChars - 1 - at;
+  }
+  // Most mantissas fit the tail alone.
+  const uint64_t high = head == 0 ? 0 : EightDigitsValue(head) * kEightDigits;
+  return {high + EightDigitsValue(tail), length - (hasPoint ? 1 : 0), fractionDigits, hasPoint};
+}
+
+// Reads a field from its mantissa on, in any form. Kept out of line, so that
+// the registers it needs are not saved on every call of the common path.
+[[gnu::noinline]] bool ReadFromMantissa(const char* p, std::string_view field, bool negative,
+                                        int impliedDecimals, double& value) {
+  const char* const end = field.data() + field.size();
+  const Mantissa m = ReadMantissa(p, field);
+  int exponent = 0;
+  if (m.count == 0 || (p != end && !ReadExponent(p, end, exponent))) return false;
+  const int scale = exponent - (m.hasPoint ? m.fractionDigits : impliedDecimals);
+  const std::optional<double> magnitude = ScaleDigits(field, m, scale);
+  if (!magnitude) return false;
+  value = negative ? -*magnitude : *magnitude;
+  return true;
+}
+
 }  // namespace
 
 bool ReadRealField(std::string_view field, int impliedDecimals, double& value) {
@@ -156,12 +298,11 @@ bool ReadRealField(std::string_view field, int impliedDecimals, double& value) {
   }
   const bool negative = *p == '-';
   if (IsSign(*p)) ++p;
-  const Mantissa m = ReadMantissa(p, end);
-  int exponent = 0;
-  if (m.count == 0 || (p != end && !ReadExponent(p, end, exponent))) return false;
-  const int scale = exponent - (m.hasPoint ? m.fractionDigits : impliedDecimals);
-  const std::optional<double> magnitude = ScaleDigits(field, m, scale);
-  if (!magnitude) return false;
+  const Mantissa m = ReadPlainMantissa(p, field);
+  const int scale = -(m.hasPoint ? m.fractionDigits : impliedDecimals);
+  const std::optional<double> magnitude =
+      m.count > 0 ? ExactlyScaled(m.digits, scale) : std::nullopt;
+  if (!magnitude) return ReadFromMantissa(p, field, negative, impliedDecimals, value);
   value = negative ? -*magnitude : *magnitude;
   return true;
 }
@@ -237,17 +378,6 @@ constexpr std::array<char, 200> kDigitPairs = [] {
     pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
   }
   return pairs;
-}();
-
-// kPow10Int[n] is the least number of n + 1 digits.
-constexpr std::array<uint64_t, 20> kPow10Int = [] {
-  std::array<uint64_t, 20> powers{};
-  uint64_t power = 1;
-  for (uint64_t& p : powers) {
-    p = power;
-    power *= 10;
-  }
-  return powers;
 }();
 
 // The digit writers take the narrowest type that holds the value: 32-bit
