@@ -2,9 +2,14 @@
 // what is refused and why, and how values are written; and the epoch texts
 // they carry, days since 1950 and the keys made of them.
 
+#include <bit>
+#include <optional>
+#include <sstream>
+
 #include "Quorb/CardFields.h"
 #include "Quorb/QuorbCardReading.h"
 #include "Services/Calendar.h"
+#include "Services/CharClasses.h"
 #include "Services/Maneuvers.h"
 #include "support/StoreTest.h"
 
@@ -133,28 +138,89 @@ TEST(CardType, CardsThenKeywords) {
   EXPECT_FALSE(IsManeuvCardType(std::string_view(maneuver.data(), 79)));
 }
 
-TEST(CardFields, RealFieldForms) {
-  // Four implied decimals, as on 1P cards, and none, as on 2P cards.
-  const std::pair<const char*, double> implied4[] = {
-      {"       12345", 1.2345}, {"-  12345", -1.2345}, {"+12345", 1.2345}, {"5", 0.0005},
-      {"15E1", 0.015},          {"5.", 5.0},           {"-.5", -0.5},      {"1 . 5", 1.5}};
-  const std::pair<const char*, double> implied0[] = {
-      {"12345", 12345.0}, {"1.5+3", 1500.0}, {"1.5d-2", 0.015}, {"-2.5e+02", -250.0},
-      {"1 E 2", 100.0},   {"", 0.0},         {"-0.0E999", 0.0}, {"1E000000000000000", 1.0}};
-  for (const auto& [cases, implied] :
-       {std::make_pair(std::span(implied4), 4), std::make_pair(std::span(implied0), 0)}) {
-    for (const auto& [text, want] : cases) {
-      double value = -1.0;
-      EXPECT_TRUE(ReadRealField(text, implied, value)) << "'" << text << "'";
-      EXPECT_EQ(value, want) << "'" << text << "'";
+// Fields of up to 40 columns: no more significant digits than a field holds.
+constexpr int kWidest = 40;
+constexpr int kCardColumns = 80;
+constexpr double kUntouched = -1.5;
+
+// The rules of a real field put another way: blanks dropped, an optional
+// sign, then what from_chars reads whole once the exponent letter (or a bare
+// sign) is its 'e' and the point is placed.
+std::optional<double> ReadByFromChars(std::string_view field, int implied) {
+  std::string text(field);
+  std::erase(text, ' ');
+  if (text.empty()) return 0.0;
+  const bool negative = text[0] == '-';
+  if (IsSign(text[0])) text.erase(0, 1);
+  // A digit or the point first: from_chars would take "inf", "nan" or a sign.
+  if (!IsDigit(text[0]) && text[0] != '.') return std::nullopt;
+  const std::size_t exponentAt = std::min(text.find_first_of("EeDd+-"), text.size());
+  if (exponentAt < text.size()) text.replace(exponentAt, IsSign(text[exponentAt]) ? 0 : 1, "e");
+  if (text.find('.') >= exponentAt) {  // zeros either side keep the implied point in the text
+    text.insert(exponentAt, kWidest, '0').insert(0, kWidest, '0');
+    text.insert(kWidest + exponentAt - implied, ".");
+  }
+  double value = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (end != text.data() + text.size() || error != std::errc{}) return std::nullopt;
+  return negative ? -value : value;
+}
+
+// Every field of up to kWidest columns in line, with each implied decimals,
+// counted: both readers read it to the same bits, or both refuse it and
+// leave the value as it was.
+void ExpectFieldsReadAsByFromChars(std::string_view line, std::initializer_list<int> implied,
+                                   int64_t& fields) {
+  for (std::size_t start = 0; start < line.size(); ++start) {
+    for (std::size_t width = 1; width <= kWidest && start + width <= line.size(); ++width) {
+      const std::string_view field = line.substr(start, width);
+      for (const int decimals : implied) {
+        double value = kUntouched;
+        const bool read = ReadRealField(field, decimals, value);
+        const std::optional<double> want = ReadByFromChars(field, decimals);
+        ASSERT_EQ(std::pair(read, std::bit_cast<uint64_t>(value)),
+                  std::pair(want.has_value(), std::bit_cast<uint64_t>(want.value_or(kUntouched))))
+            << ::testing::PrintToString(std::string(field)) << ", implied decimals " << decimals;
+        ++fields;
+      }
     }
   }
-  for (const std::string text :
-       {"1.2.3", "1,5", "+", "-.", "1E", "1E+", "1-", "--1", "E5", "1.5E3.0", "1.5-3-2", "\t1",
-        "1E400", "1.5E-400", "99999999999999999999999999999999999999999"}) {
-    double value = -1.0;
-    EXPECT_FALSE(ReadRealField(text, 4, value)) << "'" << text << "'";
-    EXPECT_EQ(value, -1.0) << "'" << text << "'";
+}
+
+// The fuzz corpora's lines, padded to a card's columns; then random lines of
+// numbers (blanks, sign, digits, point, digits, exponent letter, sign, digits,
+// each there or not), one column replaced, each line in a buffer of its own
+// for AddressSanitizer to see a read past either end.
+TEST(CardFields, RealFieldsReadAsByFromChars) {
+  int64_t fields = 0;
+  for (const auto& file : std::filesystem::recursive_directory_iterator(QUORB_FUZZ_CORPUS_DIR)) {
+    std::istringstream in(file.is_regular_file() ? test::ReadFileText(file.path()) : "");
+    for (std::string line; std::getline(in, line);) {
+      line.resize(std::max<std::size_t>(line.size(), kCardColumns), ' ');
+      ASSERT_NO_FATAL_FAILURE(ExpectFieldsReadAsByFromChars(line, {0, 4}, fields));
+    }
+  }
+  EXPECT_GT(fields, 100'000);
+  // A 64-bit linear congruential generator: one multiplication a number.
+  std::linear_congruential_engine<uint64_t, 6364136223846793005, 1442695040888963407, 0> rng;
+  const auto pick = [&rng](std::size_t n) { return static_cast<int>((rng() >> 32) * n >> 32); };
+  const auto run = [&](std::string_view chars, int most) {
+    std::string text;
+    for (int n = pick(most + 1); n > 0; --n) text += chars[pick(chars.size())];
+    return text;
+  };
+  for (fields = 0; fields < QUORB_RANDOM_FIELDS;) {  // fewer in slow builds: tests/CMakeLists.txt
+    std::string text;
+    while (text.size() < kCardColumns) {
+      const char* const digits = std::array{"0", "9", "0123456789", "0123456789"}[pick(4)];
+      text += run(" ", 12) + run("+-", 1) + run(digits, 12) + run(".", 1) + run(digits, 12) +
+              run("EeDd", 1) + run("+-", 1) + run("0123456789", 7);
+    }
+    text[pick(kCardColumns)] = pick(4) != 0 ? " .+-E"[pick(5)] : static_cast<char>(pick(256));
+    const std::vector<char> line(text.begin(), text.begin() + kCardColumns);
+    const int implied = pick(4) != 0 ? 4 * pick(2) : pick(32) - 3;
+    ASSERT_NO_FATAL_FAILURE(
+        ExpectFieldsReadAsByFromChars({line.data(), line.size()}, {implied}, fields));
   }
 }
 
