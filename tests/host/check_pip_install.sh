@@ -9,7 +9,8 @@ rm -rf "$work_dir"
 mkdir -p "$work_dir"
 "$python" -m venv "$work_dir/venv"
 "$work_dir/venv/bin/python" -m pip install --quiet --no-index \
-  --find-links /usr/share/python-wheels "$source_dir"
+  --find-links /usr/share/python-wheels wheel
+"$work_dir/venv/bin/python" -m pip install --quiet --no-build-isolation "$source_dir"
 cd "$work_dir"
 env -u QUORB_LIBRARY -u PYTHONPATH "$work_dir/venv/bin/python" - "$source_dir" <<'PYTHON'
 import sys
