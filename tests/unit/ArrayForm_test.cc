@@ -149,6 +149,11 @@ TEST_F(ArrayForm, ControlsAndCovarianceFollowTheFlag) {
   const int32_t kept = Array2Quorb(xa.data(), xs).card4p()->stepMode;
   xa[87] = -1;
   EXPECT_EQ(kept * 10 + Array2Quorb(xa.data(), xs).card4p()->stepMode, 20);
+  // A copy takes its source's parts: none when the source has none.
+  xa[QUORB_XA_CONTROLS_FLAG] = 0;
+  const QuorbRecord plain = Array2Quorb(xa.data(), xs);
+  rec = plain;
+  EXPECT_TRUE(rec.card4p() == nullptr && rec.covMatrix() == nullptr);
 }
 
 }  // namespace
