@@ -168,8 +168,8 @@ static void ReleaseBuffers(Buffers* buffers) {
 
 /* Takes the key buffer and one buffer per column from args, each checked to
  * hold `count` rows (count = keys). Reading fills the columns from the keys,
- * adding fills the keys from the columns. */
-static int TakeBuffers(PyObject* args, int reading, Buffers* buffers, Py_ssize_t* count) {
+ * adding fills the keys from the columns. On failure nothing stays taken. */
+static int TakeEach(PyObject* args, int reading, Buffers* buffers, Py_ssize_t* count) {
   buffers->held = 0;
   if (!PyTuple_Check(args) || PyTuple_GET_SIZE(args) != 1 + COLUMN_COUNT) {
     PyErr_Format(PyExc_TypeError, "expected the keys and %d columns", (int)COLUMN_COUNT);
@@ -190,6 +190,12 @@ static int TakeBuffers(PyObject* args, int reading, Buffers* buffers, Py_ssize_t
     }
   }
   return 1;
+}
+
+static int TakeBuffers(PyObject* args, int reading, Buffers* buffers, Py_ssize_t* count) {
+  if (TakeEach(args, reading, buffers, count)) return 1;
+  ReleaseBuffers(buffers);
+  return 0;
 }
 
 #define COLUMN(buffers, column, type) ((type*)(buffers)->columns[column].buf)
@@ -234,10 +240,7 @@ static PyObject* Read(PyObject* self, PyObject* args) {
   (void)self;
   Buffers buffers;
   Py_ssize_t count = 0;
-  if (!TakeBuffers(args, 1, &buffers, &count)) {
-    ReleaseBuffers(&buffers);
-    return NULL;
-  }
+  if (!TakeBuffers(args, 1, &buffers, &count)) return NULL;
   const int64_t* keys = buffers.keys.buf;
   Py_ssize_t row = 0;
   Py_BEGIN_ALLOW_THREADS;
@@ -263,10 +266,7 @@ static PyObject* Add(PyObject* self, PyObject* args) {
   (void)self;
   Buffers buffers;
   Py_ssize_t count = 0;
-  if (!TakeBuffers(args, 0, &buffers, &count)) {
-    ReleaseBuffers(&buffers);
-    return NULL;
-  }
+  if (!TakeBuffers(args, 0, &buffers, &count)) return NULL;
   int64_t* keys = buffers.keys.buf;
   Py_BEGIN_ALLOW_THREADS;
   for (Py_ssize_t row = 0; row < count; ++row) keys[row] = AddRow(&buffers, row);

@@ -26,8 +26,6 @@ except ImportError:  # the columns are then array.array and lists
 _bulk.bind(*(ctypes.cast(function, ctypes.c_void_p).value for function in (
     lib.QuorbGetAllFields, lib.QuorbDataToArray, lib.QuorbAddSatFrFields)))
 
-_TYPECODES = {"i": "i", "d": "d"}  # the array module's codes of the extension's kinds
-
 
 def to_arrays(keys: Iterable[int] | None = None,
               order: Order | int = Order.KEY) -> dict[str, Any]:
@@ -67,8 +65,8 @@ def _empty(kind: str, width: int, count: int) -> Any:
     if numpy:
         return numpy.empty((count, width) if width > 1 else count,
                            numpy.int32 if kind == "i" else numpy.float64)
-    itemsize = array.array(_TYPECODES[kind]).itemsize
-    return array.array(_TYPECODES[kind], bytes(itemsize * width * count))
+    # The extension's kinds 'i' and 'd' are the array module's codes too.
+    return array.array(kind, bytes(array.array(kind).itemsize * width * count))
 
 
 def _from_keys(keys: Any) -> Any:
@@ -100,4 +98,4 @@ def _filled(name: str, kind: str, width: int, values: Any, count: int) -> Any:
     if numpy:
         return numpy.ascontiguousarray(values, numpy.int32 if kind == "i" else numpy.float64)
     flat = values if width == 1 else [value for row in values for value in row]
-    return array.array(_TYPECODES[kind], flat)
+    return array.array(kind, flat)
