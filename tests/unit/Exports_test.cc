@@ -114,16 +114,23 @@ TEST_F(Exports, MessagesReachASinkThatCallsBackIntoTheStore) {
   const int64_t dma = FieldsIn().Add();
   double xa[155] = {};
   for (const int64_t key : {int64_t{42}, absent}) {
-    const std::pair<std::function<int32_t()>, const char*> calls[] = {
-        {[&] { return QuorbGetField(key, 1, a); }, "QuorbGetField"},
-        {[&] { return QuorbSetField(key, 1, "1"); }, "QuorbSetField"},
-        {[&] { return quorb::testing::GetAllFields(key).status; }, "QuorbGetAllFields"},
-        {[&] { return QuorbGetLines(key, a, b); }, "QuorbGetLines"},
-        {[&] { return QuorbDataToArray(key, xa, a); }, "QuorbDataToArray"},
-        {[&] { return QuorbUpdateSatFrArray(key, xa, a); }, "QuorbUpdateSatFrArray"},
-        {[&] { return FieldsIn().Update(key); }, "QuorbUpdateSatFrFields"}};
-    for (const auto& [call, function] : calls) {
+    const struct {
+      std::function<int32_t()> call;
+      const char* function;
+      std::vector<const char*> blanked;  // out texts a failure leaves blank
+    } calls[] = {
+        {[&] { return QuorbGetField(key, 1, a); }, "QuorbGetField", {a}},
+        {[&] { return QuorbSetField(key, 1, "1"); }, "QuorbSetField", {}},
+        {[&] { return quorb::testing::GetAllFields(key).status; }, "QuorbGetAllFields", {}},
+        {[&] { return QuorbGetLines(key, a, b); }, "QuorbGetLines", {a, b}},
+        {[&] { return QuorbDataToArray(key, xa, a); }, "QuorbDataToArray", {a}},
+        {[&] { return QuorbUpdateSatFrArray(key, xa, a); }, "QuorbUpdateSatFrArray", {}},
+        {[&] { return FieldsIn().Update(key); }, "QuorbUpdateSatFrFields", {}}};
+    for (const auto& [call, function, blanked] : calls) {
+      std::memset(a, 'x', sizeof a);
+      std::memset(b, 'x', sizeof b);
       EXPECT_EQ(call(), 2) << function;
+      for (const char* out : blanked) EXPECT_EQ(Out(out, sizeof a), "") << function;
       std::snprintf(b, sizeof b, "%s: Unable to locate satKey %19lld in the QUORB binary tree.",
                     function, static_cast<long long>(key));
       EXPECT_EQ(LastError(), b);
