@@ -242,7 +242,6 @@ int32_t ReadCardSetFields(const Line& line1, const Line& line2, QuorbRecord& rec
 }
 
 int32_t ReadCardFields(const Line& line1, const Line& line2, QuorbRecord& rec) {
-  FreeQuorbRecord(rec);
   const char level = line1[k1PSecClassCol - 1];
   if (!IsClassifyLevel(level)) {
     LogJoined({"Lines2Quorb: Line1 = '", View(line1), "'."});

@@ -53,7 +53,8 @@ int32_t Lines2Quorb(const Line& line1, const Line& line2, QuorbRecord& rec);
 int32_t ReadCardSetFields(const Line& line1, const Line& line2, QuorbRecord& rec);
 
 // ReadCardSetFields for lines that QuorbCardType already told to be a 1P
-// and a 2P card.
+// and a 2P card, into a record without optional parts (the reading side's
+// records never get any).
 int32_t ReadCardFields(const Line& line1, const Line& line2, QuorbRecord& rec);
 
 // A 32-character sortable label: satNum in 9 digits, then the epoch in days
