@@ -38,7 +38,10 @@ int32_t ValidateAndKey(int32_t readStatus, const QuorbRecord& rec, int64_t& comp
   return status;
 }
 
-CardEventBatch::CardEventBatch() : events_(kCapacity) {}
+CardEventBatch::CardEventBatch() : events_(kCapacity) {
+  // Room for every event to keep two cards.
+  cardTexts_.reserve(kCapacity * 2 * kCardColumns);
+}
 
 bool CardEventBatch::ended() const {
   if (size_ == 0) return false;
@@ -49,6 +52,7 @@ bool CardEventBatch::ended() const {
 
 void CardEventBatch::Clear() {
   size_ = 0;
+  cardTexts_.clear();
   texts_.clear();
   held_.clear();
 }
@@ -60,11 +64,15 @@ CardEvent& CardEventBatch::Next() {
 }
 
 std::string_view CardEventBatch::Keep(std::string_view text) {
-  return texts_.emplace_back(text);
+  if (text.size() > cardTexts_.capacity() - cardTexts_.size()) return texts_.emplace_back(text);
+  const std::size_t at = cardTexts_.size();
+  cardTexts_.append(text);
+  return {cardTexts_.data() + at, text.size()};
 }
 
-void CardEventReader::Fill(CardEventBatch& batch) {
+void CardEventReader::Fill(CardEventBatch& batch, bool shareReading) {
   batch.Clear();
+  shareReading_ = shareReading;
   TraceLogCapture capture(batch.held_);
   std::string_view line;
   while (!batch.full()) {
@@ -109,10 +117,12 @@ bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
       state_ = Pending1P::kUnused;
       return true;
     case kCard2P:
-      if (state_ == Pending1P::kUnused) {
-        AddCardSet(line, isCard, batch);
-      } else {
+      if (state_ != Pending1P::kUnused) {
         AddLone2P(line, batch);
+      } else if (TakeTurnToDefer()) {
+        AddDeferredCardSet(line, batch);
+      } else {
+        AddCardSet(line, isCard, batch);
       }
       return true;
     case kCardZyrVecData:
@@ -142,6 +152,20 @@ void CardEventReader::AddCardSet(std::string_view line2, bool isCard, CardEventB
                                  : ReadCardSet(pending1P_.line(), card2P_.line(), event.rec);
   event.status = ValidateAndKey(readStatus, event.rec, event.composedKey);
   event.heldEnd = static_cast<uint32_t>(batch.held_.size());
+  event.deferred = false;
+  state_ = Pending1P::kUsed;
+}
+
+bool CardEventReader::TakeTurnToDefer() {
+  deferNext_ = shareReading_ && !deferNext_;
+  return deferNext_;
+}
+
+void CardEventReader::AddDeferredCardSet(std::string_view line2, CardEventBatch& batch) {
+  CardEvent& event = AddEvent(CardEventKind::kCardSet, batch);
+  event.deferred = true;
+  event.card1P = batch.Keep(TrimRight(View(pending1P_.line())));
+  event.card = batch.Keep(TrimRight(line2));
   state_ = Pending1P::kUsed;
 }
 

@@ -46,11 +46,14 @@ struct CardEvent {
   // The number of the event's line in its unit (for a card set, its 2P card).
   int32_t line = 0;
   // kCardSet: the status of reading, validating and keying the card set,
-  // its record and its composed key, all made on the reading side so that
-  // the storing side, which every load passes through, only stores.
+  // its record and its composed key, made on the reading side so that the
+  // storing side, which every load passes through, only stores. Unless the
+  // set was left to the storing side to read (deferred), while that side
+  // waited for the reading one: then card1P and card hold its cards.
   int32_t status = 0;
   QuorbRecord rec;
   int64_t composedKey = 0;
+  bool deferred = false;
   // kManeuver: the card. kLone2P: the 2P card, and the 1P card when one
   // may still be pending (a card set used it and no keyword came since).
   std::string_view card;
@@ -88,7 +91,10 @@ class CardEventBatch {
 
   std::vector<CardEvent> events_;
   std::size_t size_ = 0;
-  std::deque<std::string> texts_;  // a deque keeps the kept texts in place
+  // Kept texts: cards in one block reserved once, which never moves; longer
+  // lines, past its room, in a deque, which keeps them in place.
+  std::string cardTexts_;
+  std::deque<std::string> texts_;
   std::vector<HeldLogLine> held_;
 };
 
@@ -100,7 +106,9 @@ class CardEventReader {
   explicit CardEventReader(Unit* unit) : unit_(unit) {}
 
   // Refills batch with the next events, up to its capacity or an end event.
-  void Fill(CardEventBatch& batch);
+  // With shareReading, every other card set is left for the storing side to
+  // read (a deferred event).
+  void Fill(CardEventBatch& batch, bool shareReading = false);
 
  private:
   enum class Pending1P : uint8_t { kNone, kUnused, kUsed };
@@ -112,6 +120,9 @@ class CardEventReader {
   // A 1P card not yet used is parted from any 2P card by the line read now.
   void PartPending1P(CardEventBatch& batch);
   void AddCardSet(std::string_view line2, bool isCard, CardEventBatch& batch);
+  // While reading is shared, true for every other card set.
+  bool TakeTurnToDefer();
+  void AddDeferredCardSet(std::string_view line2, CardEventBatch& batch);
   void AddLone2P(std::string_view line2, CardEventBatch& batch);
 
   Unit* unit_;
@@ -120,6 +131,8 @@ class CardEventReader {
   Pending1P state_ = Pending1P::kNone;
   int32_t pending1PLine_ = 0;
   bool pending1PIsCard_ = false;  // QuorbCardType, not only in any case, told it
+  bool shareReading_ = false;
+  bool deferNext_ = false;  // the last card set was deferred
 };
 
 }  // namespace quorb

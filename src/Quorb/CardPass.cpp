@@ -48,6 +48,10 @@ class CardPass {
       case CardEventKind::kCardSet:
         hasPending1P_ = true;
         HandOverDueManeuvers();
+        if (event.deferred) {
+          ReadAndSettle(event.card1P, event.card, event.line);
+          break;
+        }
         for (const HeldLogLine& line :
              held.subspan(event.heldBegin, event.heldEnd - event.heldBegin)) {
           TraceLogDeliverHeld(line);
@@ -88,7 +92,7 @@ class CardPass {
     bool ascending = true;
     for (std::size_t i = 0; i < batch.size(); ++i) {
       const CardEvent& event = batch[i];
-      if (event.kind != CardEventKind::kCardSet || event.status != 0) continue;
+      if (event.kind != CardEventKind::kCardSet || event.deferred || event.status != 0) continue;
       if (event.composedKey == QUORB_KEY_NONE) continue;
       ascending &= keys_.empty() || keys_.back() < event.composedKey;
       keys_.push_back(event.composedKey);
@@ -118,12 +122,17 @@ class CardPass {
       return;
     }
     HandOverDueManeuvers();
-    line1_.Assign(event.card1P);
-    line2_.Assign(event.card);
+    ReadAndSettle(event.card1P, event.card, event.line);
+  }
+
+  // Reads a card set on this side, then settles it; line is its 2P card's.
+  void ReadAndSettle(std::string_view card1P, std::string_view card2P, int32_t line) {
+    line1_.Assign(card1P);
+    line2_.Assign(card2P);
     int64_t composedKey = QUORB_KEY_NONE;
     const int32_t status =
         ValidateAndKey(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_, composedKey);
-    Settle(status, composedKey, rec_, event.line);
+    Settle(status, composedKey, rec_, line);
   }
 
   // The maneuvers gathered so far belong to the vector loaded last.
@@ -198,7 +207,7 @@ class CardPass {
   ManeuverBuffer maneuvers_;
   bool loadedSince_ = false;        // a vector loaded since the last hand-over
   std::optional<int64_t> lastKey_;  // keys stay valid where node pointers move
-  // For the rare card set read on this side.
+  // For card sets read on this side.
   LineBuffer line1_;
   LineBuffer line2_;
   QuorbRecord rec_;
@@ -214,7 +223,9 @@ bool ApplyReadAhead(CardEventReader& reader, const CardEventBatch& first, CardPa
     reading = std::thread([&reader, &queue] {
       for (bool ended = false; !ended;) {
         std::unique_ptr<CardEventBatch> batch = queue.TakeEmpty();
-        reader.Fill(*batch);
+        // The storing side keeps up and will soon wait: it takes a share of
+        // the reading.
+        reader.Fill(*batch, queue.FilledCount() < kBatchesInFlight / 2);
         ended = batch->ended();
         queue.PutFilled(std::move(batch));
       }

@@ -22,6 +22,11 @@ class BatchQueue {
   // The filling side: waits for an empty batch.
   std::unique_ptr<Batch> TakeEmpty() { return Take(empty_, emptyReady_); }
   void PutFilled(std::unique_ptr<Batch> batch) { Put(filled_, filledReady_, std::move(batch)); }
+  // Filled batches waiting for the emptying side.
+  std::size_t FilledCount() {
+    std::lock_guard lock(mutex_);
+    return filled_.size();
+  }
 
   // The emptying side: waits for the next filled batch.
   std::unique_ptr<Batch> TakeFilled() { return Take(filled_, filledReady_); }
