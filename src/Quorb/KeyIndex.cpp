@@ -110,7 +110,6 @@ void KeyIndex::Clear() {
     UnmapLarge(slots, (mask_ + 1) * sizeof(Slot));
   }
   slots_.store(nullptr, std::memory_order_relaxed);
-  shift_.store(64, std::memory_order_relaxed);
   mask_ = 0;
   used_ = 0;
 }

@@ -60,7 +60,6 @@ class HolderPool {
     if (holder == nullptr || Find(reinterpret_cast<std::uintptr_t>(holder)) != holder) return;
     std::atomic_ref<int64_t>(holder->self).store(0, std::memory_order_release);
     std::lock_guard lock(mutex_);
-    holder->attachA = nullptr;
     if (newestFreed_ != nullptr) {
       newestFreed_->attachA = holder;
     } else {

@@ -46,7 +46,9 @@ int64_t NextSatKey(int64_t key);
 // while more than 1024 wait, so a removed vector's key does not name the
 // vectors added next.
 DmaHolder* AllocDmaHolder();
-// Returns a holder to the pool; its self field is zeroed at once.
+// Returns a holder that nothing is attached to (attachA and attachB null,
+// attachA then chaining the freed holders) to the pool; its self field is
+// zeroed at once.
 void FreeDmaHolder(DmaHolder* holder);
 // Reads a holder's self field; safe while another thread frees the holder.
 int64_t HolderSelf(const DmaHolder& holder);

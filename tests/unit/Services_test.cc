@@ -101,6 +101,28 @@ TEST(StringUtils, RealsOnTenColumns) {
   }
 }
 
+// Copies and fills of every length up to past two pieces touch exactly
+// their characters; a line buffer holds only its last text.
+TEST(FixedText, CopiesFillsAndLineBuffersTouchOnlyTheirCharacters) {
+  const std::string guard(8, '#');
+  std::string letters;
+  for (int i = 0; i < 600; ++i) letters += static_cast<char>('a' + i % 26);
+  for (std::size_t n = 0; n <= 80; ++n) {
+    std::string copied = guard + std::string(n, '.') + guard;
+    CopyChars(letters.data(), n, copied.data() + guard.size());
+    EXPECT_EQ(copied, guard + letters.substr(0, n) + guard) << n;
+    std::string filled = guard + std::string(n, '.') + guard;
+    FillBlanks(filled.data() + guard.size(), n);
+    EXPECT_EQ(filled, guard + std::string(n, ' ') + guard) << n;
+  }
+  LineBuffer buffer;
+  for (const std::size_t n : {80, 31, 0, 600, 7, 512}) {
+    buffer.Assign(std::string_view(letters).substr(0, n));
+    const std::string held = letters.substr(0, std::min<std::size_t>(n, kLineLength));
+    EXPECT_EQ(Str(buffer.line()), held + std::string(kLineLength - held.size(), ' ')) << n;
+  }
+}
+
 TEST(TraceLog, LinesGoTrimmedToFileSinkAndSlots) {
   static std::vector<std::string> sunk;  // "level:text" of each line the sink received
   const std::string path = TempPath("trace");

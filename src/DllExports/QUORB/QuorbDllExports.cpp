@@ -176,6 +176,9 @@ Line FieldText(const QuorbRecord& rec, int32_t index) {
   return text;
 }
 
+// Sets the field that index names from its text. The key fields stay, since
+// they cannot change under a stored key, and so does every field when index
+// names none.
 void SetFieldFromText(QuorbRecord& rec, int32_t index, const Line& value) {
   const std::string_view text = View(value);
   if (IsRealField(index)) {
@@ -344,8 +347,6 @@ int32_t QuorbSetField(int64_t satKey, int32_t fieldIdx, const char valueStr[512]
     LogNotFound("QuorbSetField", satKey);
     return QUORB_FAILED;
   }
-  // The key fields cannot change under a stored key.
-  if (fieldIdx == QUORB_FIELD_SAT_NUM || fieldIdx == QUORB_FIELD_EPOCH) return 0;
   SetFieldFromText(rec, fieldIdx, FieldIn<kLineLength>(valueStr));
   if (ValidateQuorbValues(rec) != 0) return QUORB_FAILED;
   return QuorbUpdateRec(satKey, rec);
