@@ -93,7 +93,6 @@ class CardPass {
     for (std::size_t i = 0; i < batch.size(); ++i) {
       const CardEvent& event = batch[i];
       if (event.kind != CardEventKind::kCardSet || event.deferred || event.status != 0) continue;
-      if (event.composedKey == QUORB_KEY_NONE) continue;
       ascending &= keys_.empty() || keys_.back() < event.composedKey;
       keys_.push_back(event.composedKey);
     }

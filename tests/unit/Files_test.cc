@@ -159,9 +159,11 @@ TEST_F(Files, ReportNamesEveryLineThatAddedNoVector) {
        {"sub.txt:1 no-1P " + std::string(kMissing1P), "keyed.txt:0 keyed-unused",
         "99999.ctl:0 keyed-unused", "top.txt:4 not-opened FileOpen: Cannot open file \"none.txt\".",
         "end 2/0/0/2 2"}},
-      {CardSet(1, 10) + "RUN_OPTION_DC_ONLY\n", {"top.txt:3 keyed-unused", "end 1/1/0/0 0"}},
-      {"POS_VEL_ECI_STATE\npos_vel_eci_satellite_number = 7\n",
-       {"top.txt:1 keyed-unused", "end 1/0/0/1 0"}}};
+      // The keyword that starts keyed data parts a 1P card from any 2P card.
+      {CardSet(1, 10) + k1P + "\nRUN_OPTION_DC_ONLY\n",
+       {"top.txt:3 no-2P", "top.txt:4 keyed-unused", "end 1/1/0/0 0"}},
+      {k1P + "\nPOS_VEL_ECI_STATE\npos_vel_eci_satellite_number = 7\n",
+       {"top.txt:1 no-2P", "top.txt:2 keyed-unused", "end 1/0/0/1 0"}}};
   for (const auto& [content, expected] : cases) {
     test::ResetStoreAndModes();
     test::ReportCapture report;
