@@ -153,7 +153,7 @@ class CardPass {
       return;
     }
     bool linked = false;
-    const int64_t key = AddValidQuorbToMem(rec, composedKey, &linked);
+    const int64_t key = AddValidQuorbToMem(rec, composedKey, linked);
     if (key <= 0) {
       Report(key == QUORB_KEY_DUPLICATE ? LOAD_REPORT_DUPLICATE : LOAD_REPORT_NOT_STORED, line);
     }

@@ -67,7 +67,7 @@ void LogKeyMessage(std::string_view before, int64_t key, std::string_view after)
   TraceLogError(msg.View());
 }
 
-int64_t AddDmaVector(const QuorbRecord& rec, bool* linked) {
+int64_t AddDmaVector(const QuorbRecord& rec, bool& linked) {
   DmaHolder* holder = AllocDmaHolder();
   if (!holder) {
     TraceLogError("AddRecToMem: Cannot allocate memory for a new dma.");
@@ -82,11 +82,11 @@ int64_t AddDmaVector(const QuorbRecord& rec, bool* linked) {
   int32_t status = 0;
   const int64_t key = QuorbAddNode(node.get(), status);
   node.release();  // a holder address is never in the tree twice
-  if (linked) *linked = true;
+  linked = true;
   return key;
 }
 
-int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool* linked) {
+int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool& linked) {
   // The index slot is fetched while the node and its record are made.
   recordIndex.Prefetch(composed);
   auto node = std::make_unique<QuorbBinTree>();
@@ -96,7 +96,7 @@ int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool* linked
   const int64_t key = QuorbAddNode(node.get(), status);
   if (status != kTreeDuplicate) {
     node.release();
-    if (linked) *linked = true;
+    linked = true;
     return key;
   }
   if (DupKeyModeGet() != 0) return composed;
@@ -190,17 +190,16 @@ bool QuorbTreeIsEmpty() {
   return nodeCount.load(std::memory_order_relaxed) == 0;
 }
 
-int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked) {
-  if (linked) *linked = false;
+int64_t AddQuorbToMem(const QuorbRecord& rec) {
   if (ValidateQuorbValues(rec) != 0) return QUORB_KEY_NONE;
+  bool linked = false;
   if (KeyModeInForce() == 1) return AddDmaVector(rec, linked);
   const int64_t composed = CreateSatKey(rec.satNum, kVectorElsetType, View(rec.epochDtg));
   if (composed == QUORB_KEY_NONE) return QUORB_KEY_NONE;
   return AddComposedVector(rec, composed, linked);
 }
 
-int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* linked) {
-  if (linked) *linked = false;
+int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool& linked) {
   if (KeyModeInForce() == 1) return AddDmaVector(rec, linked);
   return AddComposedVector(rec, composedKey, linked);
 }

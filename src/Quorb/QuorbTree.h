@@ -29,14 +29,14 @@ bool QuorbTreeIsEmpty();
 // Validates rec and stores a copy under a key of the key mode in force.
 // Returns the key, QUORB_KEY_NONE when the vector cannot be stored, or
 // QUORB_KEY_DUPLICATE for a duplicate refused in duplicate mode 0 (another
-// mode answers with the stored key). *linked tells whether a new node
-// entered the tree.
-int64_t AddQuorbToMem(const QuorbRecord& rec, bool* linked = nullptr);
+// mode answers with the stored key).
+int64_t AddQuorbToMem(const QuorbRecord& rec);
 
 // AddQuorbToMem for a record that the caller has validated and whose
 // composed key it has made (a bulk load does both for every card set, and
-// need not pay for them twice).
-int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool* linked);
+// need not pay for them twice). Sets linked, which the caller starts false,
+// when a new node entered the tree.
+int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool& linked);
 
 // Brings into the cache the tree nodes that inserting each of keys would
 // pass, walking several paths at a time so that their misses overlap: keys

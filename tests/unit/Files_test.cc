@@ -5,6 +5,7 @@
 #include "Quorb/QuorbTree.h"
 #include "Services/Calendar.h"
 #include "Services/DmaKeys.h"
+#include "Services/FileUnits.h"
 #include "support/StoreTest.h"
 
 namespace quorb {
@@ -280,6 +281,19 @@ TEST_F(Files, KeyedDataInsideAFile) {
             0);
   EXPECT_EQ(LastTotals(), Totals(2, 0, 1));
   EXPECT_EQ(ManeuversOf(Stored(3, 10)), std::vector<std::string>{ManeuverCard(2)});
+}
+
+// A unit rewound part way reads its file again from the first line.
+TEST_F(Files, UnitsRewoundPartWayReadFromTheFirstLine) {
+  constexpr int32_t kUnit = 4;
+  ASSERT_EQ(FileOpen(kUnit, WriteFile("lines.txt", "first\nsecond\nthird\n"), kFileModeRead), 0);
+  std::string_view line;
+  ASSERT_TRUE(UnitReadLine(kUnit, line) && UnitReadLine(kUnit, line));
+  UnitRewind(kUnit);
+  ASSERT_TRUE(UnitReadLine(kUnit, line));
+  EXPECT_EQ(std::make_pair(std::string(line), UnitLineNumber(kUnit)),
+            std::make_pair(std::string("first"), 1));
+  UnitClose(kUnit);
 }
 
 // A saved file holds a header and the card sets in key order, and loads back.
