@@ -108,6 +108,7 @@ TEST_F(Store, RemovalAndItsMessages) {
   const int64_t dma = FieldsIn().Add();
   const std::pair<int64_t, std::string> missing[] = {
       {0, "RemoveNode: Invalid DMA key (<=0)."},
+      {1, "RemoveDMA: /DMA doesn't exist or was already deallocated"},
       {dma + 10, "RemoveDMA: /DMA doesn't exist or was already deallocated"},
       {composed + 1, "RemoveNode: Unable to locate this key " + std::to_string(composed + 1) +
                          " in its binary tree."}};
