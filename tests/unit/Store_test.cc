@@ -184,8 +184,9 @@ TEST_F(Store, FindAndUpdateMessages) {
       {[&] { FieldsIn().Add(), QuorbFindRec(absent, rec, &msg); },
        "FindRec: search key doens't exist."},
       {[&] { QuorbFindRec(0, rec, &msg); }, "FindRec: Invalid DMA key (<=0)."},
+      {[&] { QuorbFindRec(1, rec, &msg); }, ""},  // a holder that is not there: no message
       {[&] { QuorbReadRec(-10, nothing, &msg); }, "FindRecPtr: Invalid DMA key (<=0)."},
-      {[&] { QuorbReadRec(1230, nothing, &msg); }, "FindRecPtr: Invalid DMA key."},
+      {[&] { QuorbReadRec(1, nothing, &msg); }, "FindRecPtr: Invalid DMA key."},
       {[&] { QuorbReadRec(absent, nothing, &msg); }, "FindRecPtr: search key doens't exist."},
       {[&] { QuorbFindRec(QuorbGetSatKey(25544), rec, &msg); }, ""},
       {[&] {
@@ -201,6 +202,7 @@ TEST_F(Store, FindAndUpdateMessages) {
       {key + 1,
        "UpdateRec: Unable to locate key " + std::to_string(key + 1) + " in its binary tree."},
       {-5, "UpdateRec: Invalid DMA key (<=0)."},
+      {1, "UpdateRec: rec/DMA doesn't exist or was already deallocated"},
       {20, "UpdateRec: rec/DMA doesn't exist or was already deallocated"}};
   for (const auto& [missing, message] : updates) {
     EXPECT_EQ(QuorbUpdateRec(missing, rec), 2);
