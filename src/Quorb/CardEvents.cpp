@@ -164,8 +164,8 @@ bool CardEventReader::TakeTurnToDefer() {
 void CardEventReader::AddDeferredCardSet(std::string_view line2, CardEventBatch& batch) {
   CardEvent& event = AddEvent(CardEventKind::kCardSet, batch);
   event.deferred = true;
-  event.card1P = batch.Keep(TrimRight(View(pending1P_.line())));
-  event.card = batch.Keep(TrimRight(line2));
+  event.card1P = batch.Keep(pending1P_.text());
+  event.card = batch.Keep(line2);
   state_ = Pending1P::kUsed;
 }
 
@@ -173,7 +173,7 @@ void CardEventReader::AddLone2P(std::string_view line2, CardEventBatch& batch) {
   CardEvent& event = AddEvent(CardEventKind::kLone2P, batch);
   event.card = batch.Keep(line2);
   event.has1P = state_ == Pending1P::kUsed;
-  if (event.has1P) event.card1P = batch.Keep(TrimRight(View(pending1P_.line())));
+  if (event.has1P) event.card1P = batch.Keep(pending1P_.text());
 }
 
 }  // namespace quorb

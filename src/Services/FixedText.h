@@ -127,6 +127,8 @@ class LineBuffer {
     used_ = n;
   }
   const Line& line() const { return line_; }
+  // The text last assigned, as far as it went.
+  std::string_view text() const { return {line_.data(), used_}; }
 
  private:
   Line line_ = BlankText<kLineLength>();
