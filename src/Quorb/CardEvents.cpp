@@ -119,7 +119,7 @@ bool CardEventReader::AddLine(std::string_view line, CardEventBatch& batch) {
     case kCard2P:
       if (state_ != Pending1P::kUnused) {
         AddLone2P(line, batch);
-      } else if (TakeTurnToDefer()) {
+      } else if (isCard && pending1PIsCard_ && TakeTurnToDefer()) {
         AddDeferredCardSet(line, batch);
       } else {
         AddCardSet(line, isCard, batch);

@@ -49,7 +49,8 @@ struct CardEvent {
   // its record and its composed key, made on the reading side so that the
   // storing side, which every load passes through, only stores. Unless the
   // set was left to the storing side to read (deferred), while that side
-  // waited for the reading one: then card1P and card hold its cards.
+  // waited for the reading one: then card1P and card hold its cards, which
+  // QuorbCardType told to be a 1P and a 2P card.
   int32_t status = 0;
   QuorbRecord rec;
   int64_t composedKey = 0;
@@ -120,7 +121,7 @@ class CardEventReader {
   // A 1P card not yet used is parted from any 2P card by the line read now.
   void PartPending1P(CardEventBatch& batch);
   void AddCardSet(std::string_view line2, bool isCard, CardEventBatch& batch);
-  // While reading is shared, true for every other card set.
+  // While reading is shared, true for every other card set it is asked about.
   bool TakeTurnToDefer();
   void AddDeferredCardSet(std::string_view line2, CardEventBatch& batch);
   void AddLone2P(std::string_view line2, CardEventBatch& batch);

@@ -49,7 +49,7 @@ class CardPass {
         hasPending1P_ = true;
         HandOverDueManeuvers();
         if (event.deferred) {
-          ReadAndSettle(event.card1P, event.card, event.line);
+          ReadAndSettle(ReadCardSetOfCards, event.card1P, event.card, event.line);
           break;
         }
         for (const HeldLogLine& line :
@@ -121,16 +121,19 @@ class CardPass {
       return;
     }
     HandOverDueManeuvers();
-    ReadAndSettle(event.card1P, event.card, event.line);
+    ReadAndSettle(ReadCardSet, event.card1P, event.card, event.line);
   }
 
-  // Reads a card set on this side, then settles it; line is its 2P card's.
-  void ReadAndSettle(std::string_view card1P, std::string_view card2P, int32_t line) {
+  // Reads a card set on this side with read (ReadCardSet, or
+  // ReadCardSetOfCards for cards already told), then settles it; line is its
+  // 2P card's.
+  void ReadAndSettle(int32_t (*read)(const Line&, const Line&, QuorbRecord&),
+                     std::string_view card1P, std::string_view card2P, int32_t line) {
     line1_.Assign(card1P);
     line2_.Assign(card2P);
     int64_t composedKey = QUORB_KEY_NONE;
     const int32_t status =
-        ValidateAndKey(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_, composedKey);
+        ValidateAndKey(read(line1_.line(), line2_.line(), rec_), rec_, composedKey);
     Settle(status, composedKey, rec_, line);
   }
 
