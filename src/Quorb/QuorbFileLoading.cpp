@@ -130,7 +130,6 @@ int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts) {
 }
 
 int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& counts) {
-  UnitRewind(unit);
   counts = {};
   // Looked up once: included files are read through units of their own.
   Unit* reading = UnitForReading(unit);

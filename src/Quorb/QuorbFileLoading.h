@@ -44,7 +44,7 @@ int32_t QuorbSaveFileText(const Line& fileName, int32_t saveMode);
 // the load's, also when it stops early.
 int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts);
 
-// The keyword pass and then the card pass over an open unit; path is the
+// The keyword pass and then the card pass over a unit just opened; path is the
 // file's name, beside which relative names on keyword lines are also looked
 // for. A keyword-named file that cannot be opened or whose pass ends with a
 // non-zero status stops the load at once, without the totals line.

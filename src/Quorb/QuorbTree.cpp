@@ -390,7 +390,6 @@ int32_t QuorbEmptyTree() {
 }
 
 int64_t QuorbSatKeyGet(int32_t satNum) {
-  if (QuorbTreeIsEmpty()) return QUORB_KEY_NONE;
   const StoreRead read;
   const QuorbBinTree* node = FindAssociatedKey(quorbTreeRoot, satNum);
   return node ? node->key : int64_t{QUORB_KEY_NONE};

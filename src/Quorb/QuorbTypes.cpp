@@ -1,6 +1,7 @@
 #include "Quorb/QuorbTypes.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 
 #include "Quorb/BlockPool.h"
@@ -91,7 +92,7 @@ void PoolFree([[maybe_unused]] BlockPool& pool, void* block, [[maybe_unused]] st
 // valid ones in a few compares.
 constexpr uint64_t CodeValue(std::string_view code) {
   uint64_t value = 0;
-  for (const char c : code) value = value << 8 | static_cast<unsigned char>(c);
+  for (const char c : code) value = value << CHAR_BIT | static_cast<unsigned char>(c);
   return value;
 }
 

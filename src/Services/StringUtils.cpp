@@ -256,7 +256,7 @@ std::string_view FileNameOfLine(std::string_view line) {
   } else {
     const std::string_view keyword = TrimLeft(line);
     const std::size_t blank = keyword.find(' ');
-    if (blank != std::string_view::npos) name = keyword.substr(blank + 1);
+    if (blank != std::string_view::npos) name = keyword.substr(blank);  // trimmed below
   }
   name = Trim(name);
   if (name.size() >= 2 && name.front() == '"' && name.back() == '"') {

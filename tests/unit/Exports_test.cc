@@ -153,9 +153,11 @@ TEST_F(Exports, MessagesReachASinkThatCallsBackIntoTheStore) {
   EXPECT_EQ(std::string(f.intlDesig, 8) + std::string(f.coordSys, 5), std::string(13, ' '));
   // A sink may replace itself, but not start a load inside its thread's load.
   static int32_t nested = 0;
+  static std::string nestedFile;
+  nestedFile = cards;
   TraceLogSetSink(
       [](int32_t, const char*, int32_t, void*) {
-        nested += QuorbLoadFile("cards.txt") * 10;
+        nested += QuorbLoadFile(nestedFile.c_str()) * 10;
         TraceLogSetSink(nullptr, nullptr);
       },
       nullptr);
