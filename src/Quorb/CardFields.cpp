@@ -26,8 +26,6 @@ constexpr int kMaxDigits = 40;
 // double, yet far from overflowing the int that holds them.
 constexpr int kExponentLimit = 100000;
 
-// Every whole number up to this is exact in a double.
-constexpr uint64_t kMaxExactInteger = uint64_t{1} << 53;
 // Digits that always fit a uint64_t.
 constexpr int kMaxUint64Digits = 19;
 
@@ -195,14 +193,6 @@ char* CopyMantissaDigits(std::string_view field, char* out) {
     *out++ = c;
   }
   return out;
-}
-
-// digits times 10^scale, when that is one exact operation on exact operands
-// and so correctly rounded.
-std::optional<double> ExactlyScaled(uint64_t digits, int scale) {
-  if (digits > kMaxExactInteger || std::abs(scale) > kMaxExactPower) return std::nullopt;
-  const double whole = static_cast<double>(digits);
-  return scale < 0 ? whole / kExactPow10[-scale] : whole * kExactPow10[scale];
 }
 
 // The mantissa's digits times 10^scale: exactly scaled when it can be, by

@@ -7,8 +7,11 @@
 #define QUORB_QUORB_CARDFIELDS_H_
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
+
+#include "Quorb/PlainCardField.h"
 
 namespace quorb {
 
@@ -18,6 +21,20 @@ namespace quorb {
 // the last impliedDecimals digits before the exponent are the fraction. A
 // blank field reads as 0. Returns false for anything else.
 bool ReadRealField(std::string_view field, int impliedDecimals, double& value);
+
+// ReadRealField, for a field with kCardFieldReach readable characters from
+// its start, as in a card's line; plain fields are read by vector.
+inline bool ReadCardRealField(std::string_view field, int impliedDecimals, double& value) {
+#if defined(QUORB_HAS_PLAIN_CARD_FIELD)
+  if (field.size() <= kCardFieldReach) {
+    if (const std::optional<double> read = ReadPlainCardField(field, impliedDecimals)) {
+      value = *read;
+      return true;
+    }
+  }
+#endif
+  return ReadRealField(field, impliedDecimals, value);
+}
 
 // Reads an integer field: optional sign and digits; blank reads as 0.
 // Returns false for anything else, or when the value does not fit 32 bits.

@@ -256,33 +256,52 @@ bool ReadOrdinalForm(EpochReader& reader, EpochFields& fields) {
   return reader.Finish();
 }
 
-// YYDDDHHMMSS.SSS in plain digits, the form nearly every card carries, read
-// without the general reader's per-character rules (which give it the same
-// fields). False for any other text.
-bool ReadPlainCompactForm(std::string_view text, EpochFields& fields) {
+// The first day (counted from 1950 Jan 1) and the length of each year a
+// two-digit year names, by those two digits.
+struct YearSpan {
+  int64_t firstDay;
+  int64_t days;
+};
+constexpr std::array<YearSpan, 100> kTwoDigitYears = [] {
+  std::array<YearSpan, 100> years{};
+  for (int64_t twoDigits = 0; twoDigits < 100; ++twoDigits) {
+    const int64_t year = FullYear(twoDigits);
+    years[twoDigits] = {DaysFrom1950(year), DaysInYear(year)};
+  }
+  return years;
+}();
+
+// YYDDDHHMMSS.SSS in plain digits, the form nearly every card carries, as
+// nanoseconds since 1950, read without the general reader's per-character
+// rules and calendar arithmetic. Nothing for any other text or a field out
+// of range: the general reader then gives the answer.
+std::optional<int64_t> ReadPlainCompactForm(std::string_view text) {
   constexpr std::size_t kLength = 15;
   constexpr std::size_t kPoint = 11;
   constexpr int64_t kNanosPerMilli = 1'000'000;
-  if (text.size() != kLength || text[kPoint] != '.') return false;
+  if (text.size() != kLength || text[kPoint] != '.') return std::nullopt;
   const auto digit = [text](std::size_t i) {
     return static_cast<uint32_t>(static_cast<unsigned char>(text[i])) - '0';
   };
   bool plain = true;
 #pragma GCC unroll 16
   for (std::size_t i = 0; i < kLength; ++i) plain &= i == kPoint || digit(i) <= 9;
-  if (!plain) return false;
+  if (!plain) return std::nullopt;
   const auto two = [&digit](std::size_t i) { return int64_t{digit(i) * 10 + digit(i + 1)}; };
-  fields.year = FullYear(two(0));
-  fields.dayOfYear = digit(2) * 100 + two(3);
-  fields.hour = two(5);
-  fields.minute = two(7);
-  fields.second = two(9);
-  fields.fraction = (digit(12) * 100 + two(13)) * kNanosPerMilli;
-  return true;
+  const YearSpan& year = kTwoDigitYears[two(0)];
+  const int64_t dayOfYear = digit(2) * 100 + two(3);
+  const int64_t hour = two(5);
+  const int64_t minute = two(7);
+  const int64_t second = two(9);
+  if (dayOfYear < 1 || dayOfYear > year.days || hour > 23 || minute > 59 || second > 59) {
+    return std::nullopt;
+  }
+  const int64_t seconds = (hour * 60 + minute) * 60 + second;
+  return (year.firstDay + dayOfYear - 1) * kNanosPerDay + seconds * kNanosPerSecond +
+         (digit(12) * 100 + two(13)) * kNanosPerMilli;
 }
 
 bool ReadFields(std::string_view epoch, EpochFields& fields) {
-  if (ReadPlainCompactForm(Trim(epoch), fields)) return true;
   EpochReader reader(epoch);
   const char fifth = reader.CharAt(4);
   if (fifth == '/') return ReadOrdinalForm(reader, fields);
@@ -339,6 +358,7 @@ char* PutDigits(char* out, int64_t value, int width) {
 }  // namespace
 
 std::optional<int64_t> ParseEpoch(std::string_view epoch) {
+  if (const std::optional<int64_t> nanos = ReadPlainCompactForm(Trim(epoch))) return nanos;
   EpochFields fields;
   return ReadFields(epoch, fields) ? ToNanos(fields) : std::nullopt;
 }

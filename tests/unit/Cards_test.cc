@@ -167,20 +167,28 @@ std::optional<double> ReadByFromChars(std::string_view field, int implied) {
 }
 
 // Every field of up to kWidest columns in line, with each implied decimals,
-// counted: both readers read it to the same bits, or both refuse it and
-// leave the value as it was.
+// counted: the readers read it to the same bits, or all refuse it and leave
+// the value as it was. The card reader reads its fields from a copy of the
+// line that holds no more than its reach past the last column.
 void ExpectFieldsReadAsByFromChars(std::string_view line, std::initializer_list<int> implied,
                                    int64_t& fields) {
+  std::vector<char> card(line.begin(), line.end());
+  card.resize(line.size() + kCardFieldReach - 1, '7');
   for (std::size_t start = 0; start < line.size(); ++start) {
     for (std::size_t width = 1; width <= kWidest && start + width <= line.size(); ++width) {
       const std::string_view field = line.substr(start, width);
       for (const int decimals : implied) {
+        const std::optional<double> want = ReadByFromChars(field, decimals);
+        const auto expected =
+            std::pair(want.has_value(), std::bit_cast<uint64_t>(want.value_or(kUntouched)));
         double value = kUntouched;
         const bool read = ReadRealField(field, decimals, value);
-        const std::optional<double> want = ReadByFromChars(field, decimals);
-        ASSERT_EQ(std::pair(read, std::bit_cast<uint64_t>(value)),
-                  std::pair(want.has_value(), std::bit_cast<uint64_t>(want.value_or(kUntouched))))
+        ASSERT_EQ(std::pair(read, std::bit_cast<uint64_t>(value)), expected)
             << ::testing::PrintToString(std::string(field)) << ", implied decimals " << decimals;
+        value = kUntouched;
+        const bool cardRead = ReadCardRealField({card.data() + start, width}, decimals, value);
+        ASSERT_EQ(std::pair(cardRead, std::bit_cast<uint64_t>(value)), expected)
+            << ::testing::PrintToString(std::string(field)) << " in a card, implied " << decimals;
         ++fields;
       }
     }
