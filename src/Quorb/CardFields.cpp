@@ -29,22 +29,14 @@ constexpr int kExponentLimit = 100000;
 // Digits that always fit a uint64_t.
 constexpr int kMaxUint64Digits = 19;
 
-// Characters are read eight, one word, at a time; a card field fits in two.
+// Characters are read eight, one word, at a time.
 constexpr int kWordChars = sizeof(uint64_t);
-constexpr int kTwoWordChars = 2 * kWordChars;
-constexpr uint64_t kEightDigits = 100'000'000;
 
 constexpr uint64_t EveryByte(uint8_t byte) {
   return byte * uint64_t{0x0101010101010101};
 }
 constexpr uint64_t kBlankWord = EveryByte(' ');
 constexpr uint64_t kZeroWord = EveryByte('0');
-
-// The lowest n bytes (1 to 8) of a word, set. For all eight the shift
-// leaves 0, and 0 - 1 sets every bit.
-uint64_t LowBytes(int n) {
-  return (uint64_t{0x100} << (CHAR_BIT * (n - 1))) - 1;
-}
 
 // The eight characters from p as a word, the first in the lowest byte.
 uint64_t LoadWord(const char* p) {
@@ -214,69 +206,6 @@ std::optional<double> ScaleDigits(std::string_view field, const Mantissa& m, int
   return value;
 }
 
-// Takes the byte at index at out of word: the bytes below it move up one
-// place, and incoming comes in at the bottom.
-uint64_t TakeOutByte(uint64_t word, int at, uint64_t incoming) {
-  const uint64_t moved = LowBytes(at + 1);
-  return (word & ~moved) | ((word << CHAR_BIT) & moved) | incoming;
-}
-
-// Reads the mantissa when it is all that is left of the field, at most
-// sixteen digits and a point, as in most card fields. The two words that end
-// at the field's end are read at once, in a field of eight columns or more,
-// as digit values (each character XOR '0'): the columns before p become
-// leading zeros, the point is taken out, and each word's digits are joined
-// without a branch per character. A count of 0 for any other mantissa.
-Mantissa ReadPlainMantissa(const char* p, std::string_view field) {
-  const char* const end = field.data() + field.size();
-  const int length = static_cast<int>(end - p);
-  if (field.size() < kWordChars || length > kTwoWordChars) return {};
-  uint64_t tail = LoadWord(end - kWordChars) ^ kZeroWord;
-  uint64_t head = 0;
-  if (length < kWordChars) {
-    tail &= ~LowBytes(kWordChars - length);
-  } else if (length > kWordChars) {
-    head = (LoadWord(p) ^ kZeroWord) << (CHAR_BIT * (kTwoWordChars - length));
-  }
-  const uint64_t headMarks = NonDigitBytes(head);
-  const uint64_t tailMarks = NonDigitBytes(tail);
-  const bool hasPoint = (headMarks | tailMarks) != 0;
-  int fractionDigits = 0;
-  if (hasPoint) {
-    // One point, and nothing else, may stand among the digits.
-    const int at = headMarks != 0 ? std::countr_zero(headMarks) / CHAR_BIT
-                                  : kWordChars + std::countr_zero(tailMarks) / CHAR_BIT;
-    const uint64_t others =
-        headMarks != 0 ? (headMarks & (headMarks - 1)) | tailMarks : tailMarks & (tailMarks - 1);
-    if (others != 0 || end[at - kTwoWordChars] != '.') return {};
-    if (at < kWordChars) {
-      head = TakeOutByte(head, at, 0);
-    } else {
-      tail = TakeOutByte(tail, at - kWordChars, head >> (CHAR_BIT * (kWordChars - 1)));
-      head <<= CHAR_BIT;
-    }
-    fractionDigits = kTwoWordChars - 1 - at;
-  }
-  // Most mantissas fit the tail alone.
-  const uint64_t high = head == 0 ? 0 : EightDigitsValue(head) * kEightDigits;
-  return {high + EightDigitsValue(tail), length - (hasPoint ? 1 : 0), fractionDigits, hasPoint};
-}
-
-// Reads a field from its mantissa on, in any form. Kept out of line, so that
-// the registers it needs are not saved on every call of the common path.
-[[gnu::noinline]] bool ReadFromMantissa(const char* p, std::string_view field, bool negative,
-                                        int impliedDecimals, double& value) {
-  const char* const end = field.data() + field.size();
-  const Mantissa m = ReadMantissa(p, field);
-  int exponent = 0;
-  if (m.count == 0 || (p != end && !ReadExponent(p, end, exponent))) return false;
-  const int scale = exponent - (m.hasPoint ? m.fractionDigits : impliedDecimals);
-  const std::optional<double> magnitude = ScaleDigits(field, m, scale);
-  if (!magnitude) return false;
-  value = negative ? -*magnitude : *magnitude;
-  return true;
-}
-
 }  // namespace
 
 bool ReadRealField(std::string_view field, int impliedDecimals, double& value) {
@@ -288,11 +217,12 @@ bool ReadRealField(std::string_view field, int impliedDecimals, double& value) {
   }
   const bool negative = *p == '-';
   if (IsSign(*p)) ++p;
-  const Mantissa m = ReadPlainMantissa(p, field);
-  const int scale = -(m.hasPoint ? m.fractionDigits : impliedDecimals);
-  const std::optional<double> magnitude =
-      m.count > 0 ? ExactlyScaled(m.digits, scale) : std::nullopt;
-  if (!magnitude) return ReadFromMantissa(p, field, negative, impliedDecimals, value);
+  const Mantissa m = ReadMantissa(p, field);
+  int exponent = 0;
+  if (m.count == 0 || (p != end && !ReadExponent(p, end, exponent))) return false;
+  const int scale = exponent - (m.hasPoint ? m.fractionDigits : impliedDecimals);
+  const std::optional<double> magnitude = ScaleDigits(field, m, scale);
+  if (!magnitude) return false;
   value = negative ? -*magnitude : *magnitude;
   return true;
 }

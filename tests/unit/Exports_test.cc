@@ -184,6 +184,8 @@ TEST_F(Exports, NullArgumentsFail) {
   QuorbFieldsToLines(xa, xa, 'U', 1, "", "25001000000.000", 0, 0, 0, 0, 0, "", text, nullptr);
   QuorbGetSatKeyML(25544, nullptr);
   EXPECT_EQ(LastError(), "QuorbGetSatKeyML: A required argument is a NULL pointer.");
+  EXPECT_EQ(QuorbFieldsToSatKey(25544, nullptr), -1);
+  EXPECT_EQ(LastError(), "QuorbFieldsToSatKey: A required argument is a NULL pointer.");
   EXPECT_EQ(QuorbGetCount(), 1);
 }
 

@@ -126,10 +126,11 @@ TEST_F(KeyedData, CovarianceAndManeuverCardsGoWithTheVector) {
              test::ManeuverCard(2, '9') + "\n" +
              "covariance_matrix(01) = 1.0e-6\ncovariance_matrix(28) = -2.5\n"
              "covariance_matrix(29) = 9.0\ncovariance_matrix(00) = 9.0\n"
-             "covariance_matrix(04) = none\ncovariance_matrix(3)  = 4.0\n");  // ')' in column 20
+             "covariance_matrix(04) = none\ncovariance_matrix(3)  = 4.0\n"  // ')' in column 20
+             "covariance_matrix(052) = 5.0\n");  // the index is columns 19-20 alone
   const QuorbRecord rec = Stored();
   ASSERT_NE(rec.covMatrix(), nullptr);
-  CovMatrix expected{1.0e-6, 0, 4.0};
+  CovMatrix expected{1.0e-6, 0, 4.0, 0, 5.0};
   expected[27] = -2.5;
   EXPECT_EQ(*rec.covMatrix(), expected);
   ASSERT_EQ(rec.numManeuvCards, 2);
