@@ -35,7 +35,7 @@ class CardPass {
       : files_(files), unit_(unit), counts_(counts) {}
 
   void Apply(const CardEventBatch& batch) {
-    PrefetchPathsOfScatteredKeys(batch);
+    PrefetchForBatch(batch);
     for (std::size_t i = 0; i < batch.size(); ++i) Apply(batch[i], batch.held());
   }
 
@@ -84,10 +84,11 @@ class CardPass {
     }
   }
 
-  // Card sets in no key order would each wait for the misses of its path
-  // down the tree; fetched together first, those misses overlap. Keys that
-  // ascend, as in a catalog, find their paths cached anyway.
-  void PrefetchPathsOfScatteredKeys(const CardEventBatch& batch) {
+  // Each card set would wait for the miss of its index slot, and, in no key
+  // order, for those of its path down the tree; fetched together first,
+  // those misses overlap. Keys that ascend, as in a catalog, find their
+  // paths cached anyway.
+  void PrefetchForBatch(const CardEventBatch& batch) {
     keys_.clear();
     bool ascending = true;
     for (std::size_t i = 0; i < batch.size(); ++i) {
@@ -96,6 +97,7 @@ class CardPass {
       ascending &= keys_.empty() || keys_.back() < event.composedKey;
       keys_.push_back(event.composedKey);
     }
+    QuorbPrefetchIndexSlots(keys_);
     if (!ascending) QuorbPrefetchInsertPaths(keys_);
   }
 

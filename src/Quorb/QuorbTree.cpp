@@ -204,6 +204,10 @@ int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool& li
   return AddComposedVector(rec, composedKey, linked);
 }
 
+void QuorbPrefetchIndexSlots(std::span<const int64_t> keys) {
+  for (const int64_t key : keys) recordIndex.Prefetch(key);
+}
+
 void QuorbPrefetchInsertPaths(std::span<const int64_t> keys) {
   // Paths walked side by side: enough to keep the memory system busy.
   constexpr std::size_t kLanes = 16;

@@ -44,6 +44,10 @@ int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool& li
 // the tree does not change.
 void QuorbPrefetchInsertPaths(std::span<const int64_t> keys);
 
+// Starts fetching the index slots where keys would be filed: hashed, they lie
+// anywhere, whatever the keys' order. Only a hint, safe at any time.
+void QuorbPrefetchIndexSlots(std::span<const int64_t> keys);
+
 // Makes the store ready to take count more vectors without rehashing its
 // index on the way. Only a hint.
 void QuorbReserveKeys(std::size_t count);
