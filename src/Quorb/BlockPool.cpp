@@ -64,7 +64,23 @@ void BlockPool::ReleaseIfUnused() {
   if (live_ != 0) return;
   for (const Slab& slab : std::exchange(slabs_, {})) UnmapLarge(slab.memory, slab.bytes);
   freeList_ = nullptr;
-  nextFresh_ = slabEnd_ = nullptr;
+  nextFresh_ = slabEnd_ = prefaulted_ = nullptr;
+}
+
+void BlockPool::Prefault(std::size_t leadBytes) {
+  char* from;
+  std::size_t bytes;
+  {
+    std::lock_guard lock(lock_);
+    from = std::max(prefaulted_, nextFresh_);
+    const auto lead = std::min<std::size_t>(leadBytes, slabEnd_ - nextFresh_);
+    if (from >= nextFresh_ + lead) return;
+    bytes = nextFresh_ + lead - from;
+    prefaulted_ = from + bytes;
+  }
+  // Outside the lock: allocations go on meanwhile. The slab stays mapped
+  // while blocks of it are in use, as they are during a load.
+  PrefaultForWriting(from, bytes);
 }
 
 void BlockPool::AddSlab() {
@@ -75,7 +91,7 @@ void BlockPool::AddSlab() {
   void* memory = MapLarge(bytes);
   if (memory == nullptr) throw std::bad_alloc();
   slabs_.push_back({memory, bytes});
-  nextFresh_ = static_cast<char*>(memory);
+  nextFresh_ = prefaulted_ = static_cast<char*>(memory);
   slabEnd_ = nextFresh_ + bytes;
   QUORB_POISON(memory, bytes);
 }

@@ -36,6 +36,10 @@ class BlockPool {
   void Free(void* block);
   // Gives every slab back to the system when no block is in use.
   void ReleaseIfUnused();
+  // Has the system ready the pages of the fresh blocks that the next
+  // leadBytes of allocations will take, on the calling thread, so that the
+  // thread allocating them does not wait for it.
+  void Prefault(std::size_t leadBytes);
 
   std::size_t blockSize() const { return blockSize_; }
 
@@ -55,6 +59,7 @@ class BlockPool {
   FreeBlock* freeList_ = nullptr;
   char* nextFresh_ = nullptr;
   char* slabEnd_ = nullptr;
+  char* prefaulted_ = nullptr;  // the current slab's pages are ready up to here
   std::size_t live_ = 0;
   std::vector<Slab> slabs_;
 };

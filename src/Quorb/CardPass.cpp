@@ -227,6 +227,7 @@ bool ApplyReadAhead(CardEventReader& reader, const CardEventBatch& first, CardPa
     reading = std::thread([&reader, &queue] {
       for (bool ended = false; !ended;) {
         std::unique_ptr<CardEventBatch> batch = queue.TakeEmpty();
+        PrefaultStoreMemory();
         // The storing side keeps up and will soon wait: it takes a share of
         // the reading.
         reader.Fill(*batch, queue.FilledCount() < kBatchesInFlight / 2);

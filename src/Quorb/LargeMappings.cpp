@@ -46,4 +46,15 @@ void UnmapLarge(void* mapping, std::size_t bytes) {
   if (mapping != nullptr) ::munmap(mapping, MappedBytes(bytes));
 }
 
+void PrefaultForWriting(void* start, std::size_t bytes) {
+#if defined(MADV_POPULATE_WRITE)
+  constexpr std::uintptr_t kPage = 4096;
+  const auto first = reinterpret_cast<std::uintptr_t>(start) / kPage * kPage;
+  const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(start) + bytes;
+  ::madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
+#else
+  (void)start, (void)bytes;
+#endif
+}
+
 }  // namespace quorb

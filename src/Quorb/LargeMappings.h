@@ -15,6 +15,11 @@ void* MapLarge(std::size_t bytes);
 // Returns a mapping made by MapLarge with the same bytes.
 void UnmapLarge(void* mapping, std::size_t bytes);
 
+// Has the system clear and map the pages of bytes from start now, rather
+// than at their first write. Only a hint: nothing happens where the system
+// cannot, or where the range is no longer mapped.
+void PrefaultForWriting(void* start, std::size_t bytes);
+
 }  // namespace quorb
 
 #endif  // QUORB_QUORB_LARGEMAPPINGS_H_

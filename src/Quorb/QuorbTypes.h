@@ -171,6 +171,11 @@ struct QuorbBinTree {
 // record or node is left on the heap; otherwise it stays for reuse.
 void ReleaseUnusedStoreMemory();
 
+// Readies the pages that the next records and nodes of the store will take,
+// so that the thread storing them does not wait for the system to clear
+// them: called by a thread that reads ahead of it.
+void PrefaultStoreMemory();
+
 }  // namespace quorb
 
 #endif  // QUORB_QUORB_QUORBTYPES_H_
