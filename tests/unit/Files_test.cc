@@ -294,6 +294,7 @@ TEST_F(Files, UnitsRewoundPartWayReadFromTheFirstLine) {
   EXPECT_EQ(std::make_pair(std::string(line), UnitLineNumber(kUnit)),
             std::make_pair(std::string("first"), 1));
   UnitClose(kUnit);
+  EXPECT_EQ(FileOpen(kUnit, (dir_ / "lines.txt").string(), kFileModeAppend + 1), 2);  // no mode
 }
 
 // A saved file holds a header and the card sets in key order, and loads back.
