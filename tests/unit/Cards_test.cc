@@ -59,7 +59,7 @@ TEST(CardSet, EachFieldIsReadFromItsOwnColumns) {
 TEST(CardSet, RefusedCardSetsAndTheirMessages) {
   const std::string badLevel = WithColumns(k1P, 77, "u");
   const std::string bad1P = WithColumns(k1P, 50, "   6812,7001");
-  const std::string bad2P = WithColumns(k2P, 39, "  9x9");
+  const std::string bad2P = WithColumns(k2P, 39, "  9:9");  // the character after 9
   const std::string invalid = " ValidateQuorbValues: Invalid ";
   const struct {
     std::string line1, line2;
