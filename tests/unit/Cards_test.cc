@@ -209,6 +209,9 @@ TEST(CardFields, RealFieldsReadAsByFromChars) {
     }
   }
   EXPECT_GT(fields, 100'000);
+  // Plain fields of more digits than a double holds exactly.
+  ASSERT_NO_FATAL_FAILURE(ExpectFieldsReadAsByFromChars(
+      " 99999999999999999999 -9999999999999.999 +.9999999999999999 ", {0, 4}, fields));
   // A 64-bit linear congruential generator: one multiplication a number.
   std::linear_congruential_engine<uint64_t, 6364136223846793005, 1442695040888963407, 0> rng;
   const auto pick = [&rng](std::size_t n) { return static_cast<int>((rng() >> 32) * n >> 32); };

@@ -188,6 +188,7 @@ TEST_F(KeyedData, ControlRows) {
        106},
       {"perturbation_nut_tarmek = 1\nperturbation_nut_50_terms = 1\n", &Card4pInput::nutTerms, 50},
       {"integrator_s_int_flag = 1\nintegrator_time_int_flag = 1\n", &Card4pInput::integVar, 1},
+      {"integrator_time_int_flag = 1\nintegrator_s_int_flag = 1\n", &Card4pInput::integVar, 2},
       {"integrator_fix_step_flag = 1\n", &Card4pInput::stepMode, 1},
       {"integrator_error_control = none\n", &Card4pInput::stepMode, 0},
       {"integrator_fix_step_flag = 1\nintegrator_var_step_flag = 1\n", &Card4pInput::stepMode, 0},
