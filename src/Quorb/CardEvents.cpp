@@ -57,10 +57,9 @@ void CardEventBatch::Clear() {
   held_.clear();
 }
 
+// Only a card set that is not deferred reads its held range, and it sets it.
 CardEvent& CardEventBatch::Next() {
-  CardEvent& event = events_[size_++];
-  event.heldBegin = event.heldEnd = 0;
-  return event;
+  return events_[size_++];
 }
 
 std::string_view CardEventBatch::Keep(std::string_view text) {

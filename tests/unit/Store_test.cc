@@ -245,6 +245,8 @@ TEST_F(Store, KeysThatNameNothingFailCleanly) {
   }
   EXPECT_EQ(QuorbGetCount(), 20);
   for (const int64_t key : live) EXPECT_EQ(quorb::testing::GetAllFields(key).pos[0], 7000.0);
+  QuorbRemoveAllSats();  // DMA keys too go with the store
+  for (const int64_t key : live) EXPECT_TRUE(everyCallFails(key)) << key;
 }
 
 }  // namespace
