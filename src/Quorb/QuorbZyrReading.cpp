@@ -32,7 +32,7 @@ constexpr int32_t kCovKeyedElements = 28;
 // A covariance whose magnitudes add up to no more than this is no covariance.
 constexpr double kCovThreshold = 1e-21;
 constexpr std::string_view kIntlDesigKey = "pos_vel_eci_international_des";
-constexpr std::size_t kIntlDesigValueWidth = 31;
+constexpr std::size_t kIntlDesigValueWidth = kIntLastColumn - kIntlDesigKey.size();
 
 // The vector as it is gathered from its lines.
 struct VectorDraft {
