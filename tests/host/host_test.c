@@ -34,6 +34,8 @@ int main(void) {
   double pos[3], vel[3], bTerm, agom, thrust, xa[QUORB_XA_SIZE];
   int32_t satNum, revNum, elsetNum;
   int64_t ml[6] = {0};
+  /* A library just loaded files vectors under composed keys and refuses duplicates. */
+  CHECK(ElsetKeyModeGet() == 0 && AllKeyModeGet() == 0 && DupKeyModeGet() == 0);
   const int64_t key = QuorbAddSatFrLines(kLine1, kLine2);
 
   CHECK(QuorbSaveFile(kSavedFile, 0) == 0 && QuorbRemoveAllSats() == 0);

@@ -261,14 +261,16 @@ const std::string kVector =
 
 TEST_F(Files, KeyedDataInsideAFile) {
   // Control data go to the satellite whose number begins the top file's name;
-  // without a number in the name nothing gets them. The pass ends there.
-  // Their status, not that of a rejected card set before them, is the load's.
+  // without a number in the name nothing gets them. The pass ends there, once
+  // the maneuver cards before them are handed over. Their status, not that of
+  // a rejected card set before them, is the load's.
   WriteFile("25544_ctrl.txt",
             CardSet(25544, 10) + Rejected(1, 11) + "run_option_dc_only\n" + kControls);
-  EXPECT_EQ(Load(WriteFile("iss.txt",
-                           CardSet(1, 10) + "RUN_OPTION_DC_ONLY\n" + kControls + CardSet(2, 10))),
+  EXPECT_EQ(Load(WriteFile("iss.txt", CardSet(1, 10) + ManeuverCard(1) + "\nRUN_OPTION_DC_ONLY\n" +
+                                          kControls + CardSet(2, 10))),
             0);
   EXPECT_EQ(LastTotals(), Totals(1, 0, 0));
+  EXPECT_EQ(ManeuversOf(Stored(1, 10)), std::vector<std::string>{ManeuverCard(1)});
   EXPECT_EQ(Load((dir_ / "25544_ctrl.txt").string()), 0);
   EXPECT_EQ(Stored(1, 10).card4p(), nullptr);
   ASSERT_NE(Stored(25544, 10).card4p(), nullptr);
@@ -309,7 +311,7 @@ TEST_F(Files, SavedFiles) {
   EXPECT_EQ(Save(saved, 1), 0);  // appends
   const std::string cards = CardSet(5, 10) + CardSet(5, 30) + CardSet(7, 20);
   EXPECT_EQ(test::ReadFileText(saved), header + header + cards);
-  EXPECT_EQ(Save(saved), 0);  // replaces
+  EXPECT_EQ(Save("  " + saved), 0);  // replaces; blanks before the name do not count
   EXPECT_EQ(test::ReadFileText(saved), header + cards);
   EXPECT_EQ(Load(saved), 0);  // its vectors are stored already
   EXPECT_EQ(LastTotals(), Totals(0, 3, 0));

@@ -43,6 +43,7 @@ TEST(StringUtils, HostArraysAndNumbersAfterTheKeySeparators) {
                {":,=-3.99E0", -3, -3.99},
                {"-2147483648.5", INT32_MIN, -2147483648.5},
                {"2147483648", kMissingInt, 2147483648.0},
+               {"-2147483649", kMissingInt, -2147483649.0},
                {"= +1.5D-3", 0, 1.5e-3},
                {".5e+", 0, 0.5},  // an exponent letter without digits ends the number
                {"-1e999", kMissingInt, -HUGE_VAL},
