@@ -210,9 +210,9 @@ void RaiseIfPerts(int32_t& flag, double v) {
 }
 
 // 10^-errCtrlExp is the integrator's error bound; a bound of zero or less
-// has no exponent.
+// has no exponent (its logarithm is infinite or no number, and so no integer).
 void SetErrCtrlExp(CtrlDraft& d, double v) {
-  if (v > 0.0) SetTruncated(d.ctrl.errCtrlExp, -std::log10(v));
+  SetTruncated(d.ctrl.errCtrlExp, -std::log10(v));
 }
 
 constexpr double kSecondsPerMinute = 60.0;

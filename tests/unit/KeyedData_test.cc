@@ -202,6 +202,7 @@ TEST_F(KeyedData, ControlRows) {
       {"integrator_error_control = 1e-8\n", &Card4pInput::errCtrlExp, 8},
       {"integrator_error_control = 1e300\n", &Card4pInput::errCtrlExp, -300},
       {"integrator_error_control = 0\n", &Card4pInput::errCtrlExp, 10},
+      {"integrator_error_control = -1e-8\n", &Card4pInput::errCtrlExp, 10},
       {"integrator_error_control = 1e999\n", &Card4pInput::errCtrlExp, 10}};
   for (const auto& c : cases) EXPECT_EQ(Controls(c.content).*c.field, c.want) << c.content;
   EXPECT_EQ(Controls("integrator_input_stepsize_sec = 2\n").stepSize, 120.0);  // minutes
