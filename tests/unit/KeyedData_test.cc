@@ -1,6 +1,9 @@
 // Keyed vector and control data: one key and its value per line, in the
 // columns each kind of value may use.
 
+#include <cstddef>
+#include <cstring>
+
 #include "Quorb/QuorbTree.h"
 #include "Quorb/QuorbZyrReading.h"
 #include "Services/Calendar.h"
@@ -206,8 +209,13 @@ TEST_F(KeyedData, ControlRows) {
       {"integrator_error_control = 1e999\n", &Card4pInput::errCtrlExp, 10}};
   for (const auto& c : cases) EXPECT_EQ(Controls(c.content).*c.field, c.want) << c.content;
   EXPECT_EQ(Controls("integrator_input_stepsize_sec = 2\n").stepSize, 120.0);  // minutes
-  Card4pInput fixed;  // and the defaults: error exponent 10, control 4 at 12
+  // And the defaults: every number 0 but controls 1 to 3 (set to 1), control
+  // 4 at 12 and the error exponent at 10; blank texts.
+  Card4pInput fixed;
+  std::memset(static_cast<void*>(&fixed), 0, offsetof(Card4pInput, ctrlText1));
   fixed.ctrl1 = fixed.ctrl2 = fixed.ctrl3 = 1;
+  fixed.ctrl4 = 12;
+  fixed.errCtrlExp = 10;
   EXPECT_EQ(Controls("* nothing but a comment\n"), fixed);
 }
 
