@@ -256,52 +256,33 @@ bool ReadOrdinalForm(EpochReader& reader, EpochFields& fields) {
   return reader.Finish();
 }
 
-// The first day (counted from 1950 Jan 1) and the length of each year a
-// two-digit year names, by those two digits.
-struct YearSpan {
-  int64_t firstDay;
-  int64_t days;
-};
-constexpr std::array<YearSpan, 100> kTwoDigitYears = [] {
-  std::array<YearSpan, 100> years{};
-  for (int64_t twoDigits = 0; twoDigits < 100; ++twoDigits) {
-    const int64_t year = FullYear(twoDigits);
-    years[twoDigits] = {DaysFrom1950(year), DaysInYear(year)};
-  }
-  return years;
-}();
-
-// YYDDDHHMMSS.SSS in plain digits, the form nearly every card carries, as
-// nanoseconds since 1950, read without the general reader's per-character
-// rules and calendar arithmetic. Nothing for any other text or a field out
-// of range: the general reader then gives the answer.
-std::optional<int64_t> ReadPlainCompactForm(std::string_view text) {
+// YYDDDHHMMSS.SSS in plain digits, the form nearly every card carries, read
+// without the general reader's per-character rules (which give it the same
+// fields). False for any other text.
+bool ReadPlainCompactForm(std::string_view text, EpochFields& fields) {
   constexpr std::size_t kLength = 15;
   constexpr std::size_t kPoint = 11;
   constexpr int64_t kNanosPerMilli = 1'000'000;
-  if (text.size() != kLength || text[kPoint] != '.') return std::nullopt;
+  if (text.size() != kLength || text[kPoint] != '.') return false;
   const auto digit = [text](std::size_t i) {
     return static_cast<uint32_t>(static_cast<unsigned char>(text[i])) - '0';
   };
   bool plain = true;
 #pragma GCC unroll 16
   for (std::size_t i = 0; i < kLength; ++i) plain &= i == kPoint || digit(i) <= 9;
-  if (!plain) return std::nullopt;
+  if (!plain) return false;
   const auto two = [&digit](std::size_t i) { return int64_t{digit(i) * 10 + digit(i + 1)}; };
-  const YearSpan& year = kTwoDigitYears[two(0)];
-  const int64_t dayOfYear = digit(2) * 100 + two(3);
-  const int64_t hour = two(5);
-  const int64_t minute = two(7);
-  const int64_t second = two(9);
-  if (dayOfYear < 1 || dayOfYear > year.days || hour > 23 || minute > 59 || second > 59) {
-    return std::nullopt;
-  }
-  const int64_t seconds = (hour * 60 + minute) * 60 + second;
-  return (year.firstDay + dayOfYear - 1) * kNanosPerDay + seconds * kNanosPerSecond +
-         (digit(12) * 100 + two(13)) * kNanosPerMilli;
+  fields.year = FullYear(two(0));
+  fields.dayOfYear = digit(2) * 100 + two(3);
+  fields.hour = two(5);
+  fields.minute = two(7);
+  fields.second = two(9);
+  fields.fraction = (digit(12) * 100 + two(13)) * kNanosPerMilli;
+  return true;
 }
 
 bool ReadFields(std::string_view epoch, EpochFields& fields) {
+  if (ReadPlainCompactForm(Trim(epoch), fields)) return true;
   EpochReader reader(epoch);
   const char fifth = reader.CharAt(4);
   if (fifth == '/') return ReadOrdinalForm(reader, fields);
@@ -309,14 +290,39 @@ bool ReadFields(std::string_view epoch, EpochFields& fields) {
   return ReadCompactForm(reader, fields);
 }
 
+// The first day of a year, counted from 1950 Jan 1, and its length.
+struct YearSpan {
+  int64_t firstDay;
+  int64_t days;
+};
+
+// The hundred years that two-digit years name, where nearly every epoch
+// lies, looked up rather than worked out.
+constexpr std::array<YearSpan, 100> kTwoDigitYears = [] {
+  std::array<YearSpan, 100> years{};
+  for (std::size_t i = 0; i < years.size(); ++i) {
+    const int64_t year = kFirstTwoDigitYear + static_cast<int64_t>(i);
+    years[i] = {DaysFrom1950(year), DaysInYear(year)};
+  }
+  return years;
+}();
+
+YearSpan SpanOfYear(int64_t year) {
+  const int64_t index = year - kFirstTwoDigitYear;
+  if (index >= 0 && index < static_cast<int64_t>(kTwoDigitYears.size())) {
+    return kTwoDigitYears[index];
+  }
+  return {DaysFrom1950(year), DaysInYear(year)};
+}
+
 // Nothing when a field is out of range or the instant does not fit 64 bits
 // of nanoseconds (about 292 years either side of 1950).
 std::optional<int64_t> ToNanos(const EpochFields& f) {
-  if (f.dayOfYear < 1 || f.dayOfYear > DaysInYear(f.year) || f.hour > 23 || f.minute > 59 ||
-      f.second > 59) {
+  const YearSpan year = SpanOfYear(f.year);
+  if (f.dayOfYear < 1 || f.dayOfYear > year.days || f.hour > 23 || f.minute > 59 || f.second > 59) {
     return std::nullopt;
   }
-  const int64_t days = DaysFrom1950(f.year) + f.dayOfYear - 1;
+  const int64_t days = year.firstDay + f.dayOfYear - 1;
   const int64_t seconds = (f.hour * 60 + f.minute) * 60 + f.second;
   const __int128 nanos =
       static_cast<__int128>(days) * kNanosPerDay + seconds * kNanosPerSecond + f.fraction;
@@ -358,7 +364,6 @@ char* PutDigits(char* out, int64_t value, int width) {
 }  // namespace
 
 std::optional<int64_t> ParseEpoch(std::string_view epoch) {
-  if (const std::optional<int64_t> nanos = ReadPlainCompactForm(Trim(epoch))) return nanos;
   EpochFields fields;
   return ReadFields(epoch, fields) ? ToNanos(fields) : std::nullopt;
 }
