@@ -87,8 +87,6 @@ int64_t AddDmaVector(const QuorbRecord& rec, bool& linked) {
 }
 
 int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool& linked) {
-  // The index slot is fetched while the node and its record are made.
-  recordIndex.Prefetch(composed);
   auto node = std::make_unique<QuorbBinTree>();
   node->key = composed;
   node->rec = std::make_unique<QuorbRecord>(rec);
