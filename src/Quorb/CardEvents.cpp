@@ -57,9 +57,27 @@ void CardEventBatch::Clear() {
   held_.clear();
 }
 
-// Only a card set that is not deferred reads its held range, and it sets it.
+// Events are reused as they are: a card set sets its held range when it is
+// read, and no other event reads one.
 CardEvent& CardEventBatch::Next() {
   return events_[size_++];
+}
+
+void CardEventBatch::ReadDeferredCardSets() {
+  TraceLogCapture capture(held_);
+  LineBuffer line1;
+  LineBuffer line2;
+  for (std::size_t i = 0; i < size_; ++i) {
+    CardEvent& event = events_[i];
+    if (event.kind != CardEventKind::kCardSet || !event.deferred) continue;
+    event.heldBegin = static_cast<uint32_t>(held_.size());
+    line1.Assign(event.card1P);
+    line2.Assign(event.card);
+    event.status = ValidateAndKey(ReadCardSetOfCards(line1.line(), line2.line(), event.rec),
+                                  event.rec, event.composedKey);
+    event.heldEnd = static_cast<uint32_t>(held_.size());
+    event.deferred = false;
+  }
 }
 
 std::string_view CardEventBatch::Keep(std::string_view text) {

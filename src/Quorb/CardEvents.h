@@ -82,6 +82,10 @@ class CardEventBatch {
   bool ended() const;
   const std::vector<HeldLogLine>& held() const { return held_; }
 
+  // Reads the deferred card sets, on the calling thread, as the reading
+  // side reads the others: afterwards no event is deferred.
+  void ReadDeferredCardSets();
+
  private:
   friend class CardEventReader;
 

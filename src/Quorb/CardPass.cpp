@@ -34,9 +34,14 @@ class CardPass {
   CardPass(CardPassFiles files, int32_t unit, LoadCounts& counts)
       : files_(files), unit_(unit), counts_(counts) {}
 
-  void Apply(const CardEventBatch& batch) {
+  void Apply(CardEventBatch& batch) {
+    batch.ReadDeferredCardSets();
     PrefetchForBatch(batch);
-    for (std::size_t i = 0; i < batch.size(); ++i) Apply(batch[i], batch.held());
+    for (std::size_t i = 0; i < batch.size();) {
+      const std::size_t stored = StoreRun(batch, i);
+      i += stored;
+      if (stored == 0) Apply(batch[i++], batch.held());
+    }
   }
 
   int32_t status() const { return status_; }
@@ -48,10 +53,6 @@ class CardPass {
       case CardEventKind::kCardSet:
         hasPending1P_ = true;
         HandOverDueManeuvers();
-        if (event.deferred) {
-          ReadAndSettle(ReadCardSetOfCards, event.card1P, event.card, event.line);
-          break;
-        }
         for (const HeldLogLine& line :
              held.subspan(event.heldBegin, event.heldEnd - event.heldBegin)) {
           TraceLogDeliverHeld(line);
@@ -84,6 +85,34 @@ class CardPass {
     }
   }
 
+  // A card set read, validated and keyed without a message: it only needs
+  // storing.
+  static bool Storable(const CardEvent& event) {
+    return event.kind == CardEventKind::kCardSet && event.status == 0 &&
+           event.composedKey != QUORB_KEY_NONE && event.heldBegin == event.heldEnd;
+  }
+
+  // Stores the storable card sets from first on together, as Apply would one
+  // by one. Returns how many it stored: 0 when first is not storable, or in
+  // a key mode that stores one at a time.
+  std::size_t StoreRun(const CardEventBatch& batch, std::size_t first) {
+    vectors_.clear();
+    for (std::size_t i = first; i < batch.size() && Storable(batch[i]); ++i) {
+      vectors_.push_back({&batch[i].rec, batch[i].composedKey});
+    }
+    if (vectors_.empty()) return 0;
+    HandOverDueManeuvers();
+    if (!LinkValidQuorbs(vectors_)) return 0;
+    status_ = 0;
+    for (std::size_t i = 0; i < vectors_.size(); ++i) {
+      hasPending1P_ = true;
+      const ValidVector& vector = vectors_[i];
+      const int64_t key = vector.linked ? vector.key : AnswerUnlinked(vector.composedKey);
+      Account(key, vector.linked, batch[first + i].line);
+    }
+    return vectors_.size();
+  }
+
   // Each card set would wait for the miss of its index slot, and, in no key
   // order, for those of its path down the tree; fetched together first,
   // those misses overlap. Keys that ascend, as in a catalog, find their
@@ -93,7 +122,7 @@ class CardPass {
     bool ascending = true;
     for (std::size_t i = 0; i < batch.size(); ++i) {
       const CardEvent& event = batch[i];
-      if (event.kind != CardEventKind::kCardSet || event.deferred || event.status != 0) continue;
+      if (!Storable(event)) continue;
       ascending &= keys_.empty() || keys_.back() < event.composedKey;
       keys_.push_back(event.composedKey);
     }
@@ -123,20 +152,12 @@ class CardPass {
       return;
     }
     HandOverDueManeuvers();
-    ReadAndSettle(ReadCardSet, event.card1P, event.card, event.line);
-  }
-
-  // Reads a card set on this side with read (ReadCardSet, or
-  // ReadCardSetOfCards for cards already told), then settles it; line is its
-  // 2P card's.
-  void ReadAndSettle(int32_t (*read)(const Line&, const Line&, QuorbRecord&),
-                     std::string_view card1P, std::string_view card2P, int32_t line) {
-    line1_.Assign(card1P);
-    line2_.Assign(card2P);
+    line1_.Assign(event.card1P);
+    line2_.Assign(event.card);
     int64_t composedKey = QUORB_KEY_NONE;
     const int32_t status =
-        ValidateAndKey(read(line1_.line(), line2_.line(), rec_), rec_, composedKey);
-    Settle(status, composedKey, rec_, line);
+        ValidateAndKey(ReadCardSet(line1_.line(), line2_.line(), rec_), rec_, composedKey);
+    Settle(status, composedKey, rec_, event.line);
   }
 
   // The maneuvers gathered so far belong to the vector loaded last.
@@ -159,6 +180,12 @@ class CardPass {
     }
     bool linked = false;
     const int64_t key = AddValidQuorbToMem(rec, composedKey, linked);
+    Account(key, linked, line);
+  }
+
+  // Counts and reports what storing a card set answered: its key, or why
+  // not; linked when a new node took it. line is its 2P card's.
+  void Account(int64_t key, bool linked, int32_t line) {
     if (key <= 0) {
       Report(key == QUORB_KEY_DUPLICATE ? LOAD_REPORT_DUPLICATE : LOAD_REPORT_NOT_STORED, line);
     }
@@ -211,16 +238,17 @@ class CardPass {
   ManeuverBuffer maneuvers_;
   bool loadedSince_ = false;        // a vector loaded since the last hand-over
   std::optional<int64_t> lastKey_;  // keys stay valid where node pointers move
-  // For card sets read on this side.
+  // For 2P cards read with an earlier set's 1P card.
   LineBuffer line1_;
   LineBuffer line2_;
   QuorbRecord rec_;
-  std::vector<int64_t> keys_;  // a batch's keys, kept for the next batch's
+  std::vector<int64_t> keys_;         // a batch's keys, kept for the next batch's
+  std::vector<ValidVector> vectors_;  // a run's card sets, likewise
 };
 
 // Stores the first batch and what follows it, while a second thread reads
 // ahead. False when no thread could be started; nothing was stored then.
-bool ApplyReadAhead(CardEventReader& reader, const CardEventBatch& first, CardPass& pass) {
+bool ApplyReadAhead(CardEventReader& reader, CardEventBatch& first, CardPass& pass) {
   BatchQueue<CardEventBatch> queue(kBatchesInFlight);
   std::thread reading;
   try {

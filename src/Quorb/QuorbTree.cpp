@@ -1,6 +1,7 @@
 #include "Quorb/QuorbTree.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <memory>
 #include <utility>
@@ -20,6 +21,9 @@ namespace quorb {
 namespace {
 
 constexpr int kMaxKeyTries = 100;
+// Vectors a load links under one write section: the section's cost is paid
+// once for them all, and reads wait for no more than these.
+constexpr std::size_t kVectorsPerSection = 64;
 
 QuorbBinTree* quorbTreeRoot = nullptr;
 // Finds the records of composed keys without walking the tree; changed only
@@ -86,20 +90,66 @@ int64_t AddDmaVector(const QuorbRecord& rec, bool& linked) {
   return key;
 }
 
-int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool& linked) {
+// A node that owns a copy of rec, to be linked under key.
+std::unique_ptr<QuorbBinTree> NewVectorNode(const QuorbRecord& rec, int64_t key) {
   auto node = std::make_unique<QuorbBinTree>();
-  node->key = composed;
+  node->key = key;
   node->rec = std::make_unique<QuorbRecord>(rec);
-  int32_t status = 0;
-  const int64_t key = QuorbAddNode(node.get(), status);
-  if (status != kTreeDuplicate) {
-    node.release();
-    linked = true;
-    return key;
+  return node;
+}
+
+// QuorbAddNode inside the write section.
+int64_t LinkNode(QuorbBinTree* node, int32_t& status) {
+  // The key is read here: once linked, the node belongs to the tree and
+  // other writers may change or free it.
+  int64_t key = node->key;
+  const auto equal = [](const QuorbBinTree& stored, const QuorbBinTree& added) {
+    return stored.rec && added.rec && Equal(*stored.rec, *added.rec);
+  };
+  for (int tries = 0;;) {
+    AddNodeRecursive(quorbTreeRoot, node, status, equal);
+    if (status == kTreeLinked || status == kTreeLinkedGrew) {
+      if (node->rec) recordIndex.Set(key, node->rec.get());
+      AddToNodeCount(1);
+      return key;
+    }
+    if (status == kTreeDuplicate) return key;
+    // A holder address is never taken twice; only composed keys move on.
+    if (IsDMA(key) || ++tries == kMaxKeyTries) {
+      status = kTreeDuplicate;
+      return key;
+    }
+    key = NextSatKey(key);
+    node->key = key;
   }
-  if (DupKeyModeGet() != 0) return composed;
-  LogKeyMessage("AddRecToMem: Duplicated record/key ", composed, " found.");
-  return QUORB_KEY_DUPLICATE;
+}
+
+// Links composed-key vectors in turn, several under one write section.
+void LinkComposedVectors(std::span<ValidVector> vectors) {
+  for (std::size_t first = 0; first < vectors.size(); first += kVectorsPerSection) {
+    const std::span<ValidVector> part =
+        vectors.subspan(first, std::min(kVectorsPerSection, vectors.size() - first));
+    // Made outside the section: it runs no allocation, which could throw.
+    std::array<std::unique_ptr<QuorbBinTree>, kVectorsPerSection> nodes;
+    for (std::size_t i = 0; i < part.size(); ++i) {
+      nodes[i] = NewVectorNode(*part[i].rec, part[i].composedKey);
+    }
+    WithStoreWrite([&] {
+      for (std::size_t i = 0; i < part.size(); ++i) {
+        int32_t status = 0;
+        part[i].key = LinkNode(nodes[i].get(), status);
+        part[i].linked = status != kTreeDuplicate;
+        if (part[i].linked) nodes[i].release();
+      }
+    });
+  }
+}
+
+int64_t AddComposedVector(const QuorbRecord& rec, int64_t composed, bool& linked) {
+  ValidVector vector{&rec, composed};
+  LinkComposedVectors({&vector, 1});
+  linked = vector.linked;
+  return linked ? vector.key : AnswerUnlinked(composed);
 }
 
 // Releases a DMA holder's vector and frees the holder unless another
@@ -232,31 +282,21 @@ void QuorbReserveKeys(std::size_t count) {
   });
 }
 
+bool LinkValidQuorbs(std::span<ValidVector> vectors) {
+  if (KeyModeInForce() == 1) return false;
+  LinkComposedVectors(vectors);
+  return true;
+}
+
+int64_t AnswerUnlinked(int64_t composedKey) {
+  if (DupKeyModeGet() != 0) return composedKey;
+  LogKeyMessage("AddRecToMem: Duplicated record/key ", composedKey, " found.");
+  return QUORB_KEY_DUPLICATE;
+}
+
 int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
-  const auto equal = [](const QuorbBinTree& stored, const QuorbBinTree& added) {
-    return stored.rec && added.rec && Equal(*stored.rec, *added.rec);
-  };
-  // The key is read inside the section: once linked, the node belongs to
-  // the tree and other writers may change or free it.
-  int64_t key = node->key;
-  WithStoreWrite([&] {
-    for (int tries = 0;;) {
-      AddNodeRecursive(quorbTreeRoot, node, status, equal);
-      if (status == kTreeLinked || status == kTreeLinkedGrew) {
-        if (node->rec) recordIndex.Set(key, node->rec.get());
-        AddToNodeCount(1);
-        break;
-      }
-      if (status == kTreeDuplicate) break;
-      // A holder address is never taken twice; only composed keys move on.
-      if (IsDMA(key) || ++tries == kMaxKeyTries) {
-        status = kTreeDuplicate;
-        break;
-      }
-      key = NextSatKey(key);
-      node->key = key;
-    }
-  });
+  int64_t key = 0;
+  WithStoreWrite([&] { key = LinkNode(node, status); });
   return key;
 }
 

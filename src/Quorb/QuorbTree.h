@@ -38,6 +38,25 @@ int64_t AddQuorbToMem(const QuorbRecord& rec);
 // when a new node entered the tree.
 int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool& linked);
 
+// A vector that a load validated and keyed, and what became of it.
+struct ValidVector {
+  const QuorbRecord* rec = nullptr;
+  int64_t composedKey = QUORB_KEY_NONE;
+  // Set when a new node took the vector: the key it went under.
+  int64_t key = QUORB_KEY_NONE;
+  bool linked = false;
+};
+
+// Stores vectors, in turn, as AddValidQuorbToMem would, several under one
+// write section. Each vector not linked (a duplicate, or no free key) then
+// needs AnswerUnlinked, in turn, for the answer AddValidQuorbToMem gives.
+// False, with nothing stored, in the direct-address key mode.
+bool LinkValidQuorbs(std::span<ValidVector> vectors);
+
+// What storing a vector under composedKey answers when it was not linked:
+// QUORB_KEY_DUPLICATE (logged) in duplicate mode 0, composedKey otherwise.
+int64_t AnswerUnlinked(int64_t composedKey);
+
 // Brings into the cache the tree nodes that inserting each of keys would
 // pass, walking several paths at a time so that their misses overlap: keys
 // added in no particular order then find their paths cached. Only a hint;
