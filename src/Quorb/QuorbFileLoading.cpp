@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Quorb/CardFields.h"
 #include "Quorb/CardPass.h"
@@ -31,11 +32,17 @@ bool NamesIncludedFile(int32_t code) {
   return code == kCardFileKeyword || code == kCardZyrVecFile || code == kCardZyrCtrlFile;
 }
 
-// Loads the file that a keyword line names on unit 4. Returns the status
-// that decides whether the keyword pass goes on.
-int32_t LoadIncludedFile(int32_t code, std::string_view line, std::string_view topPath,
-                         LoadCounts& counts) {
-  const int32_t lineNumber = UnitLineNumber(kTopFileUnit);
+// A line that the keyword pass acts on.
+bool IsActingKeyword(std::string_view line) {
+  const int32_t code = QuorbCardTypeAnyCase(line);
+  return code == kCardDmaOn || NamesIncludedFile(code);
+}
+
+// Loads the file that a keyword line (numbered lineNumber in the top file)
+// names on unit 4. Returns the status that decides whether the keyword pass
+// goes on.
+int32_t LoadIncludedFile(int32_t code, std::string_view line, int32_t lineNumber,
+                         std::string_view topPath, LoadCounts& counts) {
   const Line nameText = GetInputFileName(line, topPath);
   const std::string_view name = TrimRight(View(nameText));
   LoadReport* report = LoadReport::Current();
@@ -131,19 +138,20 @@ int32_t ReadQuorbsFrFile(std::string_view path, LoadCounts& counts) {
 
 int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& counts) {
   counts = {};
-  // Looked up once: included files are read through units of their own.
-  Unit* reading = UnitForReading(unit);
-  std::string_view line;
   // Most lines are cards, comments or blanks; a glance at the first column
   // passes them over.
-  while (reading != nullptr && UnitReadLineBeginning(*reading, BeginsKeyword, line)) {
-    const int32_t code = QuorbCardTypeAnyCase(line);
+  const Unit* reading = UnitForReading(unit);
+  const std::vector<NumberedLine> keywords =
+      reading != nullptr ? UnitFindLines(*reading, {BeginsKeyword, IsActingKeyword})
+                         : std::vector<NumberedLine>{};
+  for (const NumberedLine& keyword : keywords) {
+    const int32_t code = QuorbCardTypeAnyCase(keyword.text);
     if (code == kCardDmaOn) {
       ElsetKeyModeSet(1);
-    } else if (NamesIncludedFile(code)) {
-      const int32_t status = LoadIncludedFile(code, line, path, counts);
-      if (status != 0) return status;
+      continue;
     }
+    const int32_t status = LoadIncludedFile(code, keyword.text, keyword.number, path, counts);
+    if (status != 0) return status;
   }
   UnitRewind(unit);
   const int32_t status = ReadOnlyQuorbs(path, path, unit, counts);

@@ -10,8 +10,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "Services/TraceLog.h"
@@ -22,6 +25,11 @@ namespace {
 
 constexpr std::size_t kReadBufferSize = 256 * 1024;
 constexpr std::size_t kWriteBufferSize = 64 * 1024;
+// A smaller file is scanned in one part: a second thread would cost more
+// than it saves.
+constexpr std::size_t kTwoPartScanBytes = std::size_t{4} << 20;
+// Bytes read at a time while looking for the end of a line.
+constexpr std::size_t kNewlineSearchChunk = 4096;
 
 }  // namespace
 
@@ -32,11 +40,20 @@ class Unit {
         forWriting_(forWriting),
         capacity_(forWriting ? kWriteBufferSize : kReadBufferSize),
         buffer_(std::make_unique_for_overwrite<char[]>(capacity_)) {}
+  // Reads bytes [from, to) of fd's file, from a line's start, without
+  // closing fd or moving its offset: one part of a file that several
+  // threads read at once.
+  Unit(int fd, off_t from, off_t to) : Unit(fd, false) {
+    ownsFd_ = false;
+    start_ = offset_ = from;
+    limit_ = to;
+  }
   Unit(const Unit&) = delete;
   Unit& operator=(const Unit&) = delete;
   ~Unit() { Close(); }
 
   bool forWriting() const { return forWriting_; }
+  int fd() const { return fd_; }
   std::size_t bytes() const {
     struct stat status;
     return ::fstat(fd_, &status) == 0 && S_ISREG(status.st_mode)
@@ -80,7 +97,7 @@ class Unit {
   }
 
   void Rewind() {
-    ::lseek(fd_, 0, SEEK_SET);
+    offset_ = start_;
     begin_ = end_ = 0;
     lineNumber_ = 0;
     atEnd_ = false;
@@ -96,7 +113,7 @@ class Unit {
   bool Close() {
     if (fd_ < 0) return true;
     if (forWriting_) Flush();
-    if (::close(fd_) != 0 && forWriting_) failed_ = true;
+    if (ownsFd_ && ::close(fd_) != 0 && forWriting_) failed_ = true;
     fd_ = -1;
     return !failed_;
   }
@@ -148,15 +165,17 @@ class Unit {
     begin_ = 0;
     end_ = pending;
     if (atEnd_) return false;
+    const auto room = static_cast<std::size_t>(std::min<off_t>(capacity_ - end_, limit_ - offset_));
     ssize_t n;
     do {
-      n = ::read(fd_, buffer_.get() + end_, capacity_ - end_);
+      n = ::pread(fd_, buffer_.get() + end_, room, offset_);
     } while (n < 0 && errno == EINTR);
     if (n <= 0) {
       atEnd_ = true;  // end of file, or an error that ends the reading alike
       return false;
     }
     end_ += static_cast<std::size_t>(n);
+    offset_ += n;
     return true;
   }
 
@@ -190,6 +209,7 @@ class Unit {
   }
 
   int fd_;
+  bool ownsFd_ = true;
   bool forWriting_;
   std::size_t capacity_;
   std::unique_ptr<char[]> buffer_;
@@ -198,6 +218,9 @@ class Unit {
   bool atEnd_ = false;
   bool skipping_ = false;   // reading: the rest of an over-long line is skipped
   int32_t lineNumber_ = 0;  // reading: lines given out since the start
+  off_t start_ = 0;         // reading: where the first line starts
+  off_t offset_ = 0;        // reading: the file's next byte to read
+  off_t limit_ = std::numeric_limits<off_t>::max();  // reading: where the part ends
   bool failed_ = false;
 };
 
@@ -268,6 +291,67 @@ bool UnitReadLine(int32_t unit, Line& line) {
 bool UnitReadLine(int32_t unit, std::string_view& line) {
   Unit* u = FindUnit(unit);
   return u != nullptr && !u->forWriting() && u->ReadLine(line);
+}
+
+namespace {
+
+// UnitFindLines over bytes [from, to) of fd's file, the lines numbered from
+// the part's start; lines receives the count of all of them.
+std::vector<NumberedLine> FindLinesInPart(int fd, off_t from, off_t to, const LineSearch& search,
+                                          int32_t& lines) {
+  Unit part(fd, from, to);
+  std::vector<NumberedLine> found;
+  std::string_view line;
+  while (part.ReadLineBeginning(search.firstCharacter, line)) {
+    if (search.wholeLine(line)) found.push_back({part.lineNumber(), std::string(line)});
+  }
+  lines = part.lineNumber();
+  return found;
+}
+
+// The start of the first line after the newline at or past at; the file's
+// size when there is none.
+off_t NextLineStart(int fd, off_t at, off_t size) {
+  char chunk[kNewlineSearchChunk];
+  while (at < size) {
+    const ssize_t n = ::pread(fd, chunk, sizeof chunk, at);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    if (const auto* newline = static_cast<const char*>(std::memchr(chunk, '\n', n))) {
+      return at + (newline - chunk) + 1;
+    }
+    at += n;
+  }
+  return size;
+}
+
+}  // namespace
+
+std::vector<NumberedLine> UnitFindLines(const Unit& unit, const LineSearch& search) {
+  const std::size_t bytes = unit.bytes();
+  const auto size = static_cast<off_t>(bytes);
+  const off_t split = bytes >= kTwoPartScanBytes ? NextLineStart(unit.fd(), size / 2, size) : size;
+  std::vector<NumberedLine> second;
+  int32_t secondLines = 0;
+  std::thread scanning;
+  if (split < size) {
+    try {
+      scanning = std::thread(
+          [&] { second = FindLinesInPart(unit.fd(), split, size, search, secondLines); });
+    } catch (const std::system_error&) {
+      // One part, then, read on this thread alone.
+    }
+  }
+  int32_t firstLines = 0;
+  const off_t firstEnd = scanning.joinable() ? split : std::numeric_limits<off_t>::max();
+  std::vector<NumberedLine> found = FindLinesInPart(unit.fd(), 0, firstEnd, search, firstLines);
+  if (!scanning.joinable()) return found;
+  scanning.join();
+  for (NumberedLine& line : second) {
+    line.number += firstLines;
+    found.push_back(std::move(line));
+  }
+  return found;
 }
 
 Unit* UnitForReading(int32_t unit) {

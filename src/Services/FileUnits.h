@@ -4,7 +4,9 @@
 #define QUORB_SERVICES_FILEUNITS_H_
 
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "Services/FixedText.h"
 
@@ -41,6 +43,26 @@ bool UnitReadLine(Unit& unit, std::string_view& line);
 // The next line whose first character passes wanted, the lines before it
 // counted but not given out: a pass that looks for a few lines among many.
 bool UnitReadLineBeginning(Unit& unit, bool (*wanted)(char), std::string_view& line);
+
+// A line that a search found, and its number in its unit.
+struct NumberedLine {
+  int32_t number;
+  std::string text;
+};
+
+// What UnitFindLines looks for: lines whose first character passes the
+// first test (a glance that passes most lines over) and the whole line the
+// second.
+struct LineSearch {
+  bool (*firstCharacter)(char);
+  bool (*wholeLine)(std::string_view);
+};
+
+// The lines of a unit's file that search finds, in order, as
+// UnitReadLineBeginning would give them from the first line. A large file
+// is read in two parts at once, the second on a thread of its own. The
+// unit's own reading stays where it was.
+std::vector<NumberedLine> UnitFindLines(const Unit& unit, const LineSearch& search);
 
 // The number of the line read last from a unit, counted from 1 since it was
 // opened or rewound (0 before its first line or when it is not open).

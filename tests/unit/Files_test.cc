@@ -135,6 +135,40 @@ TEST_F(Files, IncludedFiles) {
   EXPECT_EQ(Stored(4, 10).satNum, -123);
 }
 
+// A file of several megabytes is searched for keywords in two parts at once:
+// wherever the parts meet, its included files load in the order of its lines,
+// and its lines keep their numbers.
+TEST_F(Files, KeywordsOfALargeFileActInTheirOrder) {
+  constexpr int kLines = 54'000;  // of 81 bytes, past the size searched in two parts
+  const auto isKeywordLine = [](int line) {
+    return line % 1000 == 0 || std::abs(line - kLines / 2) <= 3;
+  };
+  std::string top;
+  std::vector<int32_t> includedSats;
+  for (int line = 1; line < kLines; ++line) {
+    std::string text = "* filler";
+    if (isKeywordLine(line)) {
+      const int sat = static_cast<int>(includedSats.size()) + 1;
+      const std::string name = "sub" + std::to_string(sat) + ".txt";
+      WriteFile(name, CardSet(sat, 10));
+      text = (sat % 2 == 0 ? "VECFIL = " : "vecfil = ") + name;
+      includedSats.push_back(sat);
+    }
+    top += text + std::string(80 - text.size(), ' ') + "\n";
+  }
+  test::ReportCapture report;
+  EXPECT_EQ(Load(WriteFile("top.txt", top + "ELTFIL = none.txt")), 2);  // no newline at the end
+  std::vector<int32_t> loadedSats;
+  for (const int64_t key : QuorbGetTreeKeys(QUORB_ORDER_LOAD)) {
+    QuorbRecord rec;
+    QuorbFindRec(key, rec);
+    loadedSats.push_back(rec.satNum);
+  }
+  EXPECT_EQ(loadedSats, includedSats);
+  EXPECT_EQ(report.entries.at(0), "top.txt:" + std::to_string(kLines) +
+                                      " not-opened FileOpen: Cannot open file \"none.txt\".");
+}
+
 // Every line that does not become a vector is reported where it is, with the
 // library's reason when it gives one.
 TEST_F(Files, ReportNamesEveryLineThatAddedNoVector) {
