@@ -81,7 +81,6 @@ class CardPass {
         break;
       case CardEventKind::kEnd:
         Finish(/*onlyIfLoadedSince=*/true);
-        break;
     }
   }
 
@@ -93,8 +92,8 @@ class CardPass {
   }
 
   // Stores the storable card sets from first on together, as Apply would one
-  // by one. Returns how many it stored: 0 when first is not storable, or in
-  // a key mode that stores one at a time.
+  // by one (and one by one in a key mode that takes no runs). Returns how
+  // many it stored: 0 when first is not storable.
   std::size_t StoreRun(const CardEventBatch& batch, std::size_t first) {
     vectors_.clear();
     for (std::size_t i = first; i < batch.size() && Storable(batch[i]); ++i) {
@@ -102,7 +101,10 @@ class CardPass {
     }
     if (vectors_.empty()) return 0;
     HandOverDueManeuvers();
-    if (!LinkValidQuorbs(vectors_)) return 0;
+    if (!LinkValidQuorbs(vectors_)) {
+      for (std::size_t i = 0; i < vectors_.size(); ++i) Apply(batch[first + i], batch.held());
+      return vectors_.size();
+    }
     status_ = 0;
     for (std::size_t i = 0; i < vectors_.size(); ++i) {
       hasPending1P_ = true;

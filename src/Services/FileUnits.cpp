@@ -180,13 +180,13 @@ class Unit {
   }
 
   void Append(std::string_view data) {
-    if (data.size() > capacity_ - end_) Flush();
-    if (data.size() >= capacity_) {
-      WriteAll(data.data(), data.size());
-      return;
+    while (!data.empty()) {
+      if (end_ == capacity_) Flush();
+      const std::size_t n = std::min(data.size(), capacity_ - end_);
+      std::memcpy(buffer_.get() + end_, data.data(), n);
+      end_ += n;
+      data.remove_prefix(n);
     }
-    std::memcpy(buffer_.get() + end_, data.data(), data.size());
-    end_ += data.size();
   }
 
   bool Flush() {

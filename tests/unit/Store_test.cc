@@ -192,6 +192,7 @@ TEST_F(Store, FindAndUpdateMessages) {
   const int64_t absent = QuorbFieldsToSatKey(6, "25123120000.000");
   const std::pair<std::function<void()>, std::string> finds[] = {
       {[&] { QuorbFindRec(absent, rec, &msg); }, "FindRec: Search tree is empty."},
+      {[&] { QuorbReadRec(absent, nothing, &msg); }, "FindRecPtr: Search tree is empty."},
       {[&] { FieldsIn().Add(), QuorbFindRec(absent, rec, &msg); },
        "FindRec: search key doens't exist."},
       {[&] { QuorbFindRec(0, rec, &msg); }, "FindRec: Invalid DMA key (<=0)."},
