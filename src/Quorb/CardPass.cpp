@@ -84,11 +84,11 @@ class CardPass {
     }
   }
 
-  // A card set read, validated and keyed without a message: it only needs
+  // A card set read, validated and keyed (which logs nothing): it only needs
   // storing.
   static bool Storable(const CardEvent& event) {
     return event.kind == CardEventKind::kCardSet && event.status == 0 &&
-           event.composedKey != QUORB_KEY_NONE && event.heldBegin == event.heldEnd;
+           event.composedKey != QUORB_KEY_NONE;
   }
 
   // Stores the storable card sets from first on together, as Apply would one

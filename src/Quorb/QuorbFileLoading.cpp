@@ -153,7 +153,6 @@ int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& co
     const int32_t status = LoadIncludedFile(code, keyword.text, keyword.number, path, counts);
     if (status != 0) return status;
   }
-  UnitRewind(unit);
   const int32_t status = ReadOnlyQuorbs(path, path, unit, counts);
   LogTotals(counts);
   return status;
@@ -161,7 +160,7 @@ int32_t ReadQuorbsFrFileUnit(int32_t unit, std::string_view path, LoadCounts& co
 
 int32_t ReadOnlyQuorbs(std::string_view topPath, std::string_view unitPath, int32_t unit,
                        LoadCounts& counts) {
-  int32_t status = 0;
+  int32_t status = QUORB_FAILED;
   InReadOnlyQuorbsSection([&] { status = RunCardPass({topPath, unitPath}, unit, counts); });
   return status;
 }

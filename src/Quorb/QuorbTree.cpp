@@ -295,7 +295,7 @@ int64_t AnswerUnlinked(int64_t composedKey) {
 }
 
 int64_t QuorbAddNode(QuorbBinTree* node, int32_t& status) {
-  int64_t key = 0;
+  int64_t key = QUORB_KEY_NONE;
   WithStoreWrite([&] { key = LinkNode(node, status); });
   return key;
 }

@@ -135,9 +135,7 @@ QuorbRecord& QuorbRecord::operator=(QuorbRecord&& other) noexcept {
   return *this;
 }
 
-QuorbRecord::~QuorbRecord() {
-  FreeQuorbRecord(*this);
-}
+QuorbRecord::~QuorbRecord() = default;
 
 void* QuorbRecord::operator new(std::size_t size) {
   return PoolAlloc(RecordPool(), size);

@@ -32,7 +32,6 @@ constexpr int32_t kCovKeyedElements = 28;
 // A covariance whose magnitudes add up to no more than this is no covariance.
 constexpr double kCovThreshold = 1e-21;
 constexpr std::string_view kIntlDesigKey = "pos_vel_eci_international_des";
-constexpr std::size_t kIntlDesigValueWidth = kIntLastColumn - kIntlDesigKey.size();
 
 // The vector as it is gathered from its lines.
 struct VectorDraft {
@@ -110,7 +109,7 @@ void ApplyCovariance(std::string_view line, VectorDraft& d) {
 }
 
 void ApplyIntlDesig(std::string_view line, VectorDraft& d) {
-  Text<kIntlDesigValueWidth> value;
+  Line value;
   GetInputStr(value, ValueAfter(line, kIntlDesigKey, kIntLastColumn));
   std::copy_n(value.begin(), d.rec.intlDesig.size(), d.rec.intlDesig.begin());
 }

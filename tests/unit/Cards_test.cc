@@ -346,7 +346,8 @@ TEST(Epochs, TextsOfNoFormOrOutOfRangeAreUnreadable) {
       "25000120000.000", "25123240000.000",  "25123126000.000",  "25123120060.000",
       "2100/366",        "2025/000.5",       "1900Feb29000000",  "2025Apr31000000",
       "2025Apr00000000", "2025/123 2400 00", "2025/123 1260 00", "2025/123 1200 60",
-      "1600/001",        "2300/001",         "9999Dec31235959",  "251231200"};
+      "1600/001",        "2300/001",         "9999Dec31235959",  "251231200",
+      "2512312.000",     "251231200.0000"};  // the point where the seconds' digits go
   for (const std::string& text : unreadable) {
     EXPECT_FALSE(ParseEpoch(text)) << text;
     EXPECT_EQ(DTG2DS50UTC(text), 0.0) << text;

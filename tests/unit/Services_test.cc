@@ -42,6 +42,7 @@ TEST(StringUtils, HostArraysAndNumbersAfterTheKeySeparators) {
   } cases[] = {{" = 25544 rest", 25544, 25544.0},
                {":,=-3.99E0", -3, -3.99},
                {"-2147483648.5", INT32_MIN, -2147483648.5},
+               {"2147483647.9", INT32_MAX, 2147483647.9},
                {"2147483648", kMissingInt, 2147483648.0},
                {"-2147483649", kMissingInt, -2147483649.0},
                {"= +1.5D-3", 0, 1.5e-3},
@@ -178,6 +179,17 @@ TEST(BlockPool, BlocksAreDistinctReusedAndGivenBack) {
   unsigned char resident = 0;
   const auto page = reinterpret_cast<std::uintptr_t>(blocks[0]) / 4096 * 4096;
   EXPECT_EQ(mincore(reinterpret_cast<void*>(page), 1, &resident), -1);  // unmapped
+  // The pages the next blocks will take are readied on request, ahead of them.
+  BlockPool ahead(kBlockSize);
+  const auto* next = static_cast<const char*>(ahead.Alloc()) + kBlockSize;
+  constexpr std::size_t kLead = std::size_t{64} << 10;
+  const auto readied = [&] {
+    const auto last = reinterpret_cast<std::uintptr_t>(next + kLead - 1) / 4096 * 4096;
+    return mincore(reinterpret_cast<void*>(last), 1, &resident) == 0 && (resident & 1) != 0;
+  };
+  EXPECT_FALSE(readied());
+  ahead.Prefault(kLead);
+  EXPECT_TRUE(readied());
   // Large mappings start on a huge page and keep nothing of the rest reserved.
   constexpr std::size_t kHugePage = std::size_t{2} << 20;
   char* large = static_cast<char*>(MapLarge(2 * kHugePage));
