@@ -129,7 +129,7 @@ void LinkComposedVectors(std::span<ValidVector> vectors) {
   for (std::size_t first = 0; first < vectors.size(); first += kVectorsPerSection) {
     const std::span<ValidVector> part =
         vectors.subspan(first, std::min(kVectorsPerSection, vectors.size() - first));
-    // Made outside the section: it runs no allocation, which could throw.
+    // Made before the section, so that nothing in it allocates (and throws).
     std::array<std::unique_ptr<QuorbBinTree>, kVectorsPerSection> nodes;
     for (std::size_t i = 0; i < part.size(); ++i) {
       nodes[i] = NewVectorNode(*part[i].rec, part[i].composedKey);

@@ -42,9 +42,8 @@ int64_t AddValidQuorbToMem(const QuorbRecord& rec, int64_t composedKey, bool& li
 struct ValidVector {
   const QuorbRecord* rec = nullptr;
   int64_t composedKey = QUORB_KEY_NONE;
-  // Set when a new node took the vector: the key it went under.
-  int64_t key = QUORB_KEY_NONE;
-  bool linked = false;
+  bool linked = false;           // a new node took the vector
+  int64_t key = QUORB_KEY_NONE;  // the key it went under, when linked
 };
 
 // Stores vectors, in turn, as AddValidQuorbToMem would, several under one

@@ -45,7 +45,7 @@ class Unit {
   // threads read at once.
   Unit(int fd, off_t from, off_t to) : Unit(fd, false) {
     ownsFd_ = false;
-    start_ = offset_ = from;
+    offset_ = from;
     limit_ = to;
   }
   Unit(const Unit&) = delete;
@@ -64,7 +64,7 @@ class Unit {
 
   // The next line: its bytes before the newline, one carriage return before
   // the newline dropped, cut at kLineLength. The view points into the
-  // buffer and stays valid until the next read, rewind or close.
+  // buffer and stays valid until the next read or close.
   bool ReadLine(std::string_view& view) {
     if (!ReadNextLine(view)) return false;
     ++lineNumber_;
@@ -94,14 +94,6 @@ class Unit {
     if (!ReadLine(view)) return false;
     SetLine(line, view);
     return true;
-  }
-
-  void Rewind() {
-    offset_ = start_;
-    begin_ = end_ = 0;
-    lineNumber_ = 0;
-    atEnd_ = false;
-    skipping_ = false;
   }
 
   bool WriteLine(std::string_view text) {
@@ -218,7 +210,6 @@ class Unit {
   bool atEnd_ = false;
   bool skipping_ = false;   // reading: the rest of an over-long line is skipped
   int32_t lineNumber_ = 0;  // reading: lines given out since the start
-  off_t start_ = 0;         // reading: where the first line starts
   off_t offset_ = 0;        // reading: the file's next byte to read
   off_t limit_ = std::numeric_limits<off_t>::max();  // reading: where the part ends
   bool failed_ = false;
@@ -373,16 +364,6 @@ std::size_t UnitBytes(const Unit& unit) {
 
 int32_t UnitLineNumber(const Unit& unit) {
   return unit.lineNumber();
-}
-
-int32_t UnitLineNumber(int32_t unit) {
-  const Unit* u = FindUnit(unit);
-  return u != nullptr ? u->lineNumber() : 0;
-}
-
-void UnitRewind(int32_t unit) {
-  Unit* u = FindUnit(unit);
-  if (u != nullptr && !u->forWriting()) u->Rewind();
 }
 
 bool UnitWriteLine(int32_t unit, std::string_view text) {

@@ -28,7 +28,7 @@ int32_t FileOpen(int32_t unit, std::string_view name, int32_t mode);
 bool UnitReadLine(int32_t unit, Line& line);
 
 // The same line as a view of the unit's buffer, without the blank padding:
-// valid until the next read, rewind or close of that unit on this thread.
+// valid until the next read or close of that unit on this thread.
 bool UnitReadLine(int32_t unit, std::string_view& line);
 
 // A unit's reading side, for a thread that reads on behalf of the unit's
@@ -65,14 +65,10 @@ struct LineSearch {
 std::vector<NumberedLine> UnitFindLines(const Unit& unit, const LineSearch& search);
 
 // The number of the line read last from a unit, counted from 1 since it was
-// opened or rewound (0 before its first line or when it is not open).
+// opened (0 before its first line).
 int32_t UnitLineNumber(const Unit& unit);
 // The size of the unit's file in bytes; 0 when it is no regular file.
 std::size_t UnitBytes(const Unit& unit);
-int32_t UnitLineNumber(int32_t unit);
-
-// Puts a unit open for reading back at its first line.
-void UnitRewind(int32_t unit);
 
 // Writes text and a newline to a unit open for writing. Returns false on a
 // write error or when the unit is not open for writing.

@@ -322,18 +322,8 @@ TEST_F(Files, KeyedDataInsideAFile) {
   EXPECT_EQ(ManeuversOf(Stored(3, 10)), std::vector<std::string>{ManeuverCard(2)});
 }
 
-// A unit rewound part way reads its file again from the first line.
-TEST_F(Files, UnitsRewoundPartWayReadFromTheFirstLine) {
-  constexpr int32_t kUnit = 4;
-  ASSERT_EQ(FileOpen(kUnit, WriteFile("lines.txt", "first\nsecond\nthird\n"), kFileModeRead), 0);
-  std::string_view line;
-  ASSERT_TRUE(UnitReadLine(kUnit, line) && UnitReadLine(kUnit, line));
-  UnitRewind(kUnit);
-  ASSERT_TRUE(UnitReadLine(kUnit, line));
-  EXPECT_EQ(std::make_pair(std::string(line), UnitLineNumber(kUnit)),
-            std::make_pair(std::string("first"), 1));
-  UnitClose(kUnit);
-  EXPECT_EQ(FileOpen(kUnit, (dir_ / "lines.txt").string(), kFileModeAppend + 1), 2);  // no mode
+TEST_F(Files, FileOpenRefusesAnUnknownMode) {
+  EXPECT_EQ(FileOpen(4, WriteFile("lines.txt", "first\n"), kFileModeAppend + 1), 2);
 }
 
 // A saved file holds a header and the card sets in key order, and loads back.

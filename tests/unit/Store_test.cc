@@ -4,6 +4,7 @@
 #include "Quorb/BlockPool.h"  // QUORB_ADDRESS_SANITIZER
 #include "Quorb/QuorbTree.h"
 #include "Services/DmaKeys.h"
+#include "Templates/TreeTemplate.h"
 #include "support/StoreTest.h"
 
 namespace quorb {
@@ -14,6 +15,35 @@ using test::LastError;
 using Change = std::function<void(FieldsIn&)>;
 
 class Store : public test::StoreTest {};
+
+// The height of a subtree, or -1 when one of its balance factors is wrong.
+int CheckedHeight(const QuorbBinTree* node) {
+  if (node == nullptr) return 0;
+  const int left = CheckedHeight(node->left), right = CheckedHeight(node->right);
+  if (left < 0 || right < 0 || node->balance != right - left || std::abs(right - left) > 1)
+    return -1;
+  return 1 + std::max(left, right);
+}
+
+// Each insertion says whether the tree grew a level, and leaves it an AVL
+// tree with its balance factors right.
+TEST(StoreTree, InsertionsTellWhetherTheTreeGrewAndKeepItBalanced) {
+  std::vector<std::unique_ptr<QuorbBinTree>> nodes;
+  QuorbBinTree* root = nullptr;
+  std::mt19937_64 rng(5);
+  const auto never = [](const QuorbBinTree&, const QuorbBinTree&) { return false; };
+  for (int i = 0; i < 3000; ++i) {
+    nodes.push_back(std::make_unique<QuorbBinTree>());
+    nodes.back()->key = i < 1000 ? i : static_cast<int64_t>(rng() % 1'000'000);
+    const int before = CheckedHeight(root);
+    int32_t status = -1;
+    AddNodeRecursive(root, nodes.back().get(), status, never);
+    if (status == kTreeKeyTaken) continue;
+    const int after = CheckedHeight(root);
+    ASSERT_GE(after, 0) << i;
+    ASSERT_EQ(status, after > before ? kTreeLinkedGrew : kTreeLinked) << i;
+  }
+}
 
 // Every bound at its edge is stored; one step past it the vector is refused
 // and each failing check logs its message.
