@@ -331,8 +331,11 @@ TEST_F(Files, SavedFiles) {
   const std::string header = "\n\n\n*** Orbital Elements - Quorb Vectors ***\n";
   const std::string saved = (dir_ / "saved.txt").string();
   umask(0);  // so the file keeps the permissions it is created with: read and write for all
-  EXPECT_EQ(Save(saved), 0);
-  EXPECT_EQ(std::filesystem::status(saved).permissions(), std::filesystem::perms(0666));
+  const std::string appended = (dir_ / "appended.txt").string();
+  EXPECT_EQ(Save(saved) + Save(appended, 1), 0);  // each creates its file
+  for (const std::string& path : {saved, appended}) {
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0666));
+  }
   EXPECT_EQ(test::ReadFileText(saved), header);
   ASSERT_EQ(Load(WriteFile("cards.txt", CardSet(7, 20) + CardSet(5, 30) + CardSet(5, 10))), 0);
   EXPECT_EQ(Save(saved, 1), 0);  // appends
