@@ -354,10 +354,6 @@ bool UnitReadLine(Unit& unit, std::string_view& line) {
   return unit.ReadLine(line);
 }
 
-bool UnitReadLineBeginning(Unit& unit, bool (*wanted)(char), std::string_view& line) {
-  return unit.ReadLineBeginning(wanted, line);
-}
-
 std::size_t UnitBytes(const Unit& unit) {
   return unit.bytes();
 }

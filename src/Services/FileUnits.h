@@ -40,9 +40,6 @@ Unit* UnitForReading(int32_t unit);
 
 // UnitReadLine's view form, through that object.
 bool UnitReadLine(Unit& unit, std::string_view& line);
-// The next line whose first character passes wanted, the lines before it
-// counted but not given out: a pass that looks for a few lines among many.
-bool UnitReadLineBeginning(Unit& unit, bool (*wanted)(char), std::string_view& line);
 
 // A line that a search found, and its number in its unit.
 struct NumberedLine {
@@ -58,10 +55,10 @@ struct LineSearch {
   bool (*wholeLine)(std::string_view);
 };
 
-// The lines of a unit's file that search finds, in order, as
-// UnitReadLineBeginning would give them from the first line. A large file
-// is read in two parts at once, the second on a thread of its own. The
-// unit's own reading stays where it was.
+// The lines of a unit's file that search finds, in order, each as
+// UnitReadLine gives it, from the first line. A large file is read in two
+// parts at once, the second on a thread of its own. The unit's own reading
+// stays where it was.
 std::vector<NumberedLine> UnitFindLines(const Unit& unit, const LineSearch& search);
 
 // The number of the line read last from a unit, counted from 1 since it was
