@@ -41,6 +41,7 @@ int32_t ValidateAndKey(int32_t readStatus, const QuorbRecord& rec, int64_t& comp
 CardEventBatch::CardEventBatch() : events_(kCapacity) {
   // Room for every event to keep two cards.
   cardTexts_.reserve(kCapacity * 2 * kCardColumns);
+  Clear();
 }
 
 bool CardEventBatch::ended() const {

@@ -95,7 +95,7 @@ class CardEventBatch {
   std::string_view Keep(std::string_view text);
 
   std::vector<CardEvent> events_;
-  std::size_t size_ = 0;
+  std::size_t size_;
   // Kept texts: cards in one block reserved once, which never moves; longer
   // lines, past its room, in a deque, which keeps them in place.
   std::string cardTexts_;
