@@ -1,11 +1,12 @@
 // The small services under the store: Alpha-5 numbers, host strings and the
-// text readers, ten-column reals, line buffers, sorting, the trace log, block
-// pools, large mappings and direct-address keys.
+// text readers, ten-column reals, line buffers and message texts, sorting,
+// the trace log, block pools, large mappings and direct-address keys.
 
 #include "Quorb/BlockPool.h"
 #include "Quorb/LargeMappings.h"
 #include "Services/Alpha5.h"
 #include "Services/DmaKeys.h"
+#include "Services/MessageText.h"
 #include "Services/StringUtils.h"
 #include "Services/TraceLog.h"
 #include "support/StoreTest.h"
@@ -104,8 +105,9 @@ TEST(StringUtils, RealsOnTenColumns) {
 }
 
 // Copies and fills of every length up to past two pieces touch exactly
-// their characters; a line buffer holds only its last text.
-TEST(FixedText, CopiesFillsAndLineBuffersTouchOnlyTheirCharacters) {
+// their characters; a line buffer holds only its last text; a message text
+// cuts what passes its end.
+TEST(FixedText, CopiesFillsLinesAndMessagesTouchOnlyTheirCharacters) {
   const std::string guard(8, '#');
   std::string letters;
   for (int i = 0; i < 600; ++i) letters += static_cast<char>('a' + i % 26);
@@ -123,6 +125,14 @@ TEST(FixedText, CopiesFillsAndLineBuffersTouchOnlyTheirCharacters) {
     const std::string held = letters.substr(0, std::min<std::size_t>(n, kLineLength));
     EXPECT_EQ(Str(buffer.line()), held + std::string(kLineLength - held.size(), ' ')) << n;
   }
+  struct {
+    MessageText message;
+    std::array<char, 256> after;
+  } guarded{};
+  guarded.after.fill('#');
+  guarded.message.Add(letters.substr(0, 100)).Add(letters.substr(100));
+  EXPECT_EQ(guarded.message.View(), letters.substr(0, MessageText::kLength));
+  EXPECT_EQ(Str(guarded.after), std::string(guarded.after.size(), '#'));
 }
 
 TEST(TraceLog, LinesGoTrimmedToFileSinkAndSlots) {
