@@ -78,8 +78,11 @@ TEST_F(Files, WhatEachLineDoes) {
       {Card2P(1, 10) + "\n" + k1P + "\nNOT A CARD\n" + Card2P(2, 10) + "\n" + CardSet(3, 10) +
            Card2P(4, 10) + "\n",
        Outcome(0, Totals(1, 0, 3), {}, 3)},
-      // A rejected card set keeps its 1P card for the next 2P.
+      // A rejected card set keeps its 1P card for the next 2P, up to any
+      // other line.
       {Rejected(1, 10) + Card2P(1, 10) + "\n", Outcome(0, Totals(1, 0, 1), {kRejectedCoordSys}, 0)},
+      {Rejected(1, 10) + "NOT A CARD\n" + Card2P(1, 10) + "\n",
+       Outcome(2, Totals(0, 0, 2), {kRejectedCoordSys}, 1)},
       // Cards are found in any case, and rejected unless upper case.
       {lower1P + "\n" + Card2P(1, 10) + "\n" + k1P + "\n" + lower2P + "\n",
        Outcome(2, Totals(0, 0, 2),
